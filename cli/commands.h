@@ -1,0 +1,11 @@
+#pragma once
+// Every subcommand of strobe-quirk, one file each.
+
+#include "cli/command.h"
+
+namespace StrobeQuirk::Cli {
+
+extern const Command kConvertCommand;
+extern const Command kSampleCommand;
+
+}  // namespace StrobeQuirk::Cli

@@ -1,0 +1,147 @@
+#pragma once
+// The stand-in host: what the application gives a plug-in, in process, so
+// that tests and the command-line tool can run the plug-in without the
+// application. It follows the published behaviour of the callbacks and
+// suites it offers, counts what the plug-in allocates so that tests can
+// prove nothing leaks, and has switches for the faults a real host produces.
+// A callback it does not implement fails loudly instead of pretending.
+//
+// The host's callbacks carry no pointer of their own (the handle callbacks,
+// iterate_generic and the suite broker take none), so the stand-in that is
+// alive answers them: one stand-in host at a time per process.
+
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/ae/ae_interface.h"
+#include "image/pixel_format.h"
+
+namespace StandIn {
+
+using OZ::Image::PixelFormatCode;
+
+// The application identifiers a stand-in can claim to be.
+inline constexpr A_long kAfterEffectsId = 'F' << 24 | 'X' << 16 | 'T' << 8 | 'C';
+inline constexpr A_long kPremiereId = 'P' << 24 | 'r' << 16 | 'M' << 8 | 'r';
+
+struct Settings {
+  A_long applicationId = kAfterEffectsId;
+  A_short versionMajor = 13;  // below 12 the host has no threaded iteration
+  A_short versionMinor = 28;
+  bool basicSuite = true;  // false: pica_basicP is null
+  // Each suite the broker hands out, present or absent.
+  bool colorParamSuite = true;
+  bool angleParamSuite = true;
+  bool paramUtilsSuite = true;
+  bool worldSuite = true;
+  bool pixelFormatSuite1 = true;
+  bool pixelFormatSuite2 = true;
+  bool renderSuite = true;
+  bool layerRenderOptionsSuite = true;
+  bool utilitySuite = true;
+  bool opaqueEffectDataSuite = true;
+  bool iterateGeneric = true;  // false: utils->iterate_generic is null
+  // Iterations granted for PF_Iterations_ONCE_PER_PROCESSOR; 0: one per processor.
+  int iterations = 0;
+};
+
+struct Faults {
+  int refuseWorld = 0;         // refuse the Nth world the plug-in asks for (1-based), 0: never
+  int refuseHandle = 0;        // refuse the Nth handle
+  bool refuseLock = false;     // every host_lock_handle fails
+  PF_Err copyError = 0;        // copy fails with this code
+  PF_Err fillError = 0;        // fill fails with this code
+  int abortOnCall = 0;         // the abort callback answers 517 from its Nth call on
+  int abortOnProgress = 0;     // the progress callback answers 517 from its Nth call on
+};
+
+class StandInHost {
+ public:
+  explicit StandInHost(const Settings& settings = {});
+  ~StandInHost();
+  StandInHost(const StandInHost&) = delete;
+  StandInHost& operator=(const StandInHost&) = delete;
+
+  // The one stand-in that answers callbacks now.
+  static StandInHost* current();
+
+  PF_InData* inData() { return &inData_; }
+  PF_OutData* outData() { return &outData_; }
+  const Settings& settings() const { return settings_; }
+  Faults faults;
+
+  // A world the application owns, as a layer or an output is: rows aligned
+  // to 16 bytes, plus guard space after each row. negativeRows lays the rows
+  // out bottom up in memory with a negative rowbytes.
+  PF_EffectWorld* makeLayerWorld(std::int32_t width, std::int32_t height, PixelFormatCode format,
+                                 std::int32_t originX = 0, std::int32_t originY = 0, bool negativeRows = false);
+  void disposeLayerWorld(PF_EffectWorld* world);
+
+  // What the plug-in holds of the host's memory right now.
+  std::size_t liveHandles() const;
+  std::size_t liveWorlds() const;  // worlds the plug-in asked for
+  // Suites acquired and not yet released, by name and version.
+  std::size_t heldSuites() const;
+  std::vector<std::pair<std::string, int>> suiteCalls() const;  // acquire (+) and release (-) in order
+
+  // Pixel formats the plug-in registered through the Pixel Format suites.
+  std::vector<PF_PixelFormat> registeredFormats() const;
+
+  // Every progress report: (current, total) as the host received them.
+  std::vector<std::pair<A_long, A_long>> progressTrace() const;
+  int abortCalls() const { return abortCalls_; }
+
+  // Frame time for currentFrame(): current_time / time_step.
+  void setTime(A_long currentTime, A_long timeStep, A_u_long timeScale = 1);
+
+  // The format the stand-in knows a world by, or 0.
+  PixelFormatCode formatOf(const PF_EffectWorld& world) const;
+
+  // Internals the C callbacks reach.
+  struct WorldRecord;
+  struct Pool;
+  PF_Err allocateWorld(A_long width, A_long height, PixelFormatCode format, bool clear, PF_EffectWorld* world);
+  PF_Err releaseWorld(PF_EffectWorld* world);
+  PF_Handle allocateHandle(A_HandleSize bytes);
+  void* lockHandle(PF_Handle handle);
+  void unlockHandle(PF_Handle handle);
+  void disposeHandle(PF_Handle handle);
+  A_HandleSize handleSize(PF_Handle handle);
+  PF_Err resizeHandle(A_HandleSize bytes, PF_Handle* handle);
+  PF_Err copy(PF_EffectWorld* source, PF_EffectWorld* target, PF_Rect* sourceRect, PF_Rect* targetRect);
+  PF_Err fill(const PF_Pixel* color, const PF_Rect* rect, PF_EffectWorld* world);
+  PF_Err iterate(A_long iterations, void* refcon, PF_Err (*function)(void*, A_long, A_long, A_long));
+  PF_Err abortCheck();
+  PF_Err progress(A_long current, A_long total);
+  SPErr acquireSuite(const char* name, int32_t version, const void** suite);
+  SPErr releaseSuite(const char* name, int32_t version);
+  void registerFormat(PF_PixelFormat format);
+  void clearFormats();
+
+ private:
+  Settings settings_;
+  PF_InData inData_{};
+  PF_OutData outData_{};
+  PF_UtilCallbacks utils_{};
+  mutable std::mutex mutex_;  // handles and worlds may be touched from worker threads
+  std::map<PF_Handle, struct HandleRecord*> handles_;
+  std::map<const void*, std::unique_ptr<WorldRecord>> worlds_;  // by data pointer
+  int worldRequests_ = 0, handleRequests_ = 0;
+  std::size_t pluginWorlds_ = 0;
+  std::map<std::pair<std::string, int>, int> heldSuites_;
+  std::vector<std::pair<std::string, int>> suiteCalls_;
+  std::vector<PF_PixelFormat> formats_;
+  std::vector<std::pair<A_long, A_long>> progressTrace_;
+  std::atomic<int> abortCalls_{0};
+  int progressCalls_ = 0;
+  std::unique_ptr<Pool> pool_;
+  StandInHost* previous_;
+};
+
+}  // namespace StandIn
