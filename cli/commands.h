@@ -7,5 +7,6 @@ namespace StrobeQuirk::Cli {
 
 extern const Command kConvertCommand;
 extern const Command kSampleCommand;
+extern const Command kScheduleCommand;
 
 }  // namespace StrobeQuirk::Cli

@@ -15,6 +15,7 @@ namespace {
 const Command* const kCommands[] = {
     &kSampleCommand,
     &kConvertCommand,
+    &kScheduleCommand,
 };
 
 void printHelp(std::ostream& out) {

@@ -6,18 +6,10 @@
 #include <vector>
 
 #include "cli/raw_image.h"
-#include "host/ae/host.h"
+#include "effect/quirk_plugin_ae.h"
 #include "standin/standin_host.h"
 
 namespace StrobeQuirk::Cli {
-
-// The adapter as the tool drives it: no effect behind it, only the image
-// records and the framework.
-class ToolHost : public OZ::Host::AE::Host {
- public:
-  void defineParameters(Store&) override {}
-  void renderFrame(Store&, Image&, Image&, Image&, Image**) override {}
-};
 
 class Session {
  public:
@@ -29,7 +21,7 @@ class Session {
   PF_EffectWorld* layer(const RawFormat& format, const Size& size, const std::vector<unsigned char>& bytes = {});
 
   StandIn::StandInHost standIn;
-  ToolHost host;
+  StrobeQuirk::QuirkPluginAE host;  // the plug-in, as the entry point builds it
 
  private:
   std::vector<PF_EffectWorld*> layers_;

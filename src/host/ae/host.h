@@ -42,6 +42,7 @@ class Host {
   using Handle = PF_Handle;
   using Image = OZ::Image::ImageBuffer<Host>;
   using Store = OZ::Host::Param::Parameters;
+  using LayerList = std::vector<LayerRequest>;
 
   // A failed host call: the host's own code, handed back to it as it stands.
   class Error {
@@ -69,8 +70,8 @@ class Host {
   virtual void finishPreRender(Store&, const Rect& /*request*/) {}
   virtual void renderFrame(Store& store, Image& input, Image& output, Image& spare, Image** extraLayers) = 0;
   virtual void renderWithBounds(Store& store, Image& input, Image& output, Image& spare, Image** extraLayers);
-  virtual Rect resultRect(Store&, const Rect& rect, const Rect& /*limit*/, std::vector<LayerRequest>&) { return rect; }
-  virtual Rect inputRect(Store&, const Rect& rect, const Rect& /*limit*/, std::vector<LayerRequest>&) { return rect; }
+  virtual Rect resultRect(Store&, const Rect& rect, const Rect& /*limit*/, LayerList&) { return rect; }
+  virtual Rect inputRect(Store&, const Rect& rect, const Rect& /*limit*/, LayerList&) { return rect; }
   virtual Rect identityRect(Store&, const Rect& rect) { return rect; }
   virtual bool isDeepAware() { return true; }
   virtual bool skipDeepRgbFormats() { return false; }
