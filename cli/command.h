@@ -50,6 +50,8 @@ struct Command {
   const char* summary;  // one line, for strobe-quirk --help
   const char* usage;    // the whole text of strobe-quirk NAME --help
   int (*run)(const std::vector<std::string>& words);  // the words after NAME; returns the exit status
+  // For commands whose help depends on the words (filter NAME --help).
+  std::string (*helpFor)(const std::vector<std::string>& words) = nullptr;
 };
 
 // Writes a file through a temporary beside it, renamed into place only when

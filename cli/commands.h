@@ -8,5 +8,6 @@ namespace StrobeQuirk::Cli {
 extern const Command kConvertCommand;
 extern const Command kSampleCommand;
 extern const Command kScheduleCommand;
+extern const Command kFilterCommand;
 
 }  // namespace StrobeQuirk::Cli

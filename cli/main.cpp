@@ -16,6 +16,7 @@ const Command* const kCommands[] = {
     &kSampleCommand,
     &kConvertCommand,
     &kScheduleCommand,
+    &kFilterCommand,
 };
 
 void printHelp(std::ostream& out) {
@@ -40,7 +41,7 @@ int run(const std::vector<std::string>& words) {
     const std::vector<std::string> rest(words.begin() + 1, words.end());
     for (const std::string& word : rest) {
       if (word == "--help") {
-        std::cout << command->usage;
+        std::cout << (command->helpFor ? command->helpFor(rest) : std::string(command->usage));
         return 0;
       }
     }

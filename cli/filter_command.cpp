@@ -1,0 +1,146 @@
+// strobe-quirk filter: one filter of the library on a raw image, as a graph
+// layer → filter → output run through the stand-in host.
+
+#include <cstdio>
+#include <functional>
+#include <iostream>
+#include <memory>
+
+#include "cli/commands.h"
+#include "cli/session.h"
+#include "image/filter_layer.h"
+#include "image/filters/premult_alpha_filter.h"
+#include "image/filters/processor_flags.h"
+#include "image/filters/unmult_alpha_filter.h"
+#include "image/render_graph.h"
+
+namespace StrobeQuirk::Cli {
+namespace {
+
+using Host = OZ::Host::AE::Host;
+using Node = OZ::Image::FilterBase<Host>;
+using Layer = OZ::Image::FilterLayer<Host>;
+
+struct FilterSpec {
+  const char* name;
+  const char* usage;
+  bool hasLevels;                    // takes --cpu
+  std::vector<OptionSpec> options;   // its own, beside the common ones
+  std::function<std::unique_ptr<Node>(Layer*, const Arguments&)> build;
+};
+
+const char kCommonHelp[] =
+    "\n"
+    "IN is a raw image of format F and size WxH; OUT gets the filtered image in the\n"
+    "same format and size. formats: argb8, bgra8, argb16, bgra16, argb32, bgra32.\n"
+    "  --threads N   iterations the host grants (1: one direct call on this thread;\n"
+    "                default: one per processor)\n";
+
+const char kCpuHelp[] =
+    "  --cpu LEVEL   the highest processor level the kernels may use: auto (default),\n"
+    "                scalar, sse2, ssse3, sse41; a level this processor lacks is refused\n";
+
+const std::vector<FilterSpec>& filterSpecs() {
+  static const std::vector<FilterSpec> specs = {
+      {"premult",
+       "usage: strobe-quirk filter premult [--threads N] --format F --size WxH IN OUT\n"
+       "\nMultiplies each colour by its alpha.\n",
+       false,
+       {},
+       [](Layer* layer, const Arguments&) { return std::make_unique<OZ::Image::PremultAlphaFilter<Host>>(layer); }},
+      {"unmult",
+       "usage: strobe-quirk filter unmult [--threads N] --format F --size WxH IN OUT\n"
+       "\nDivides each colour by its alpha; a pixel with no alpha keeps its colour.\n",
+       false,
+       {},
+       [](Layer* layer, const Arguments&) { return std::make_unique<OZ::Image::UnmultAlphaFilter<Host>>(layer); }},
+  };
+  return specs;
+}
+
+const FilterSpec& filterSpec(const std::string& name) {
+  for (const FilterSpec& spec : filterSpecs())
+    if (name == spec.name) return spec;
+  std::string names;
+  for (const FilterSpec& spec : filterSpecs()) names += (names.empty() ? "" : ", ") + std::string(spec.name);
+  throw UsageError("unknown filter " + name + " (one of " + names + ")");
+}
+
+std::string filterUsage(const FilterSpec& spec) {
+  return std::string(spec.usage) + kCommonHelp + (spec.hasLevels ? kCpuHelp : "");
+}
+
+// The flag mask of a --cpu level, refusing a level this processor lacks.
+OZ::Image::ProcessorFlags cpuMask(const std::string& level) {
+  using namespace OZ::Image;
+  ProcessorFlags mask;
+  if (level == "auto")
+    return ~ProcessorFlags(0);
+  else if (level == "scalar")
+    mask = 0;
+  else if (level == "sse2")
+    mask = kFlagSSE2;
+  else if (level == "ssse3")
+    mask = kFlagSSE2 | kFlagSSSE3;
+  else if (level == "sse41")
+    mask = kFlagSSE2 | kFlagSSSE3 | kFlagSSE41;
+  else
+    throw UsageError("unknown --cpu level " + level + " (auto, scalar, sse2, ssse3, sse41)");
+  if ((queryProcessorFlags() & mask) != mask) throw UsageError("this processor lacks " + level);
+  return mask;
+}
+
+int runFilter(const std::vector<std::string>& words) {
+  if (words.empty() || words[0].compare(0, 2, "--") == 0)
+    throw UsageError("expected a filter name (premult, unmult, ...) after filter");
+  const FilterSpec& spec = filterSpec(words[0]);
+  std::vector<OptionSpec> options = {{"--format", true}, {"--size", true}, {"--threads", true}};
+  if (spec.hasLevels) options.push_back({"--cpu", true});
+  options.insert(options.end(), spec.options.begin(), spec.options.end());
+  const Arguments arguments(std::vector<std::string>(words.begin() + 1, words.end()), options);
+  arguments.expectPositionals(2, "IN and OUT");
+  const RawFormat& format = rawFormat(arguments.required("--format"));
+  const Size size = parseSize(arguments.required("--size"));
+  const long threads = arguments.integer("--threads", 0);
+  if (arguments.has("--threads") && (threads < 1 || threads > 256)) throw UsageError("--threads must be 1 to 256");
+  const OZ::Image::ProcessorFlags mask = cpuMask(arguments.optional("--cpu").value_or("auto"));
+  const std::vector<unsigned char> bytes = readRawImage(arguments.positionals()[0], format, size);
+
+  StandIn::Settings settings;
+  settings.iterations = int(threads);
+  Session session(settings);
+  PF_EffectWorld* inputWorld = session.layer(format, size, bytes);
+  PF_EffectWorld* outputWorld = session.layer(format, size);
+  OZ::Image::restrictProcessorFlags(mask);
+  {
+    Host::Image input(&session.host, inputWorld), output(&session.host, outputWorld);
+    Layer layer(&input, OZ::Image::emptyRect);
+    std::unique_ptr<Node> filter = spec.build(&layer, arguments);
+    OZ::Image::renderGraph<Host>(filter.get(), &session.host, output);
+  }
+  OZ::Image::restrictProcessorFlags(~OZ::Image::ProcessorFlags(0));
+  writeFileAtomically(arguments.positionals()[1], [&](std::ostream& out) {
+    const std::vector<unsigned char> result = copyOutOfWorld(*outputWorld, format);
+    out.write(reinterpret_cast<const char*>(result.data()), std::streamsize(result.size()));
+  });
+  return 0;
+}
+
+std::string filterCommandUsage() {
+  std::string text =
+      "usage: strobe-quirk filter NAME [OPTIONS] --format F --size WxH IN OUT\n"
+      "       strobe-quirk filter NAME --help\n\nfilters:\n";
+  for (const FilterSpec& spec : filterSpecs()) text += std::string("  ") + spec.name + "\n";
+  return text + kCommonHelp;
+}
+
+std::string filterHelp(const std::vector<std::string>& words) {
+  if (!words.empty() && words[0].compare(0, 2, "--") != 0) return filterUsage(filterSpec(words[0]));
+  return filterCommandUsage();
+}
+
+}  // namespace
+
+const Command kFilterCommand{"filter", "run one filter of the library on a raw image", "", runFilter, filterHelp};
+
+}  // namespace StrobeQuirk::Cli
