@@ -7,6 +7,8 @@ namespace StrobeQuirk::Cli {
 
 extern const Command kConvertCommand;
 extern const Command kSampleCommand;
+extern const Command kParamsCommand;
+extern const Command kPresetCommand;
 extern const Command kScheduleCommand;
 extern const Command kFilterCommand;
 

@@ -9,6 +9,7 @@
 #include "cli/commands.h"
 #include "cli/session.h"
 #include "image/filter_layer.h"
+#include "image/filters/balance_filter.h"
 #include "image/filters/premult_alpha_filter.h"
 #include "image/filters/processor_flags.h"
 #include "image/filters/unmult_alpha_filter.h"
@@ -54,6 +55,21 @@ const std::vector<FilterSpec>& filterSpecs() {
        false,
        {},
        [](Layer* layer, const Arguments&) { return std::make_unique<OZ::Image::UnmultAlphaFilter<Host>>(layer); }},
+      {"balance",
+       "usage: strobe-quirk filter balance [--cpu LEVEL] [--threads N] [--clamp] [--in-black B] [--in-white W]\n"
+       "                                   [--out-black B] [--out-white W] [--gamma G] --format F --size WxH IN OUT\n"
+       "\nLevels: maps the colour range --in-black..--in-white (default 0..1) onto\n"
+       "--out-black..--out-white (default 0..1), through a curve when --gamma (default 1)\n"
+       "is not 1. --clamp limits the result at white.\n",
+       true,
+       {{"--clamp", false}, {"--in-black", true}, {"--in-white", true}, {"--out-black", true}, {"--out-white", true},
+        {"--gamma", true}},
+       [](Layer* layer, const Arguments& arguments) {
+         return std::make_unique<OZ::Image::BalanceFilter<Host>>(
+             layer, arguments.has("--clamp"), float(arguments.number("--in-black", 0)),
+             float(arguments.number("--in-white", 1)), float(arguments.number("--out-black", 0)),
+             float(arguments.number("--out-white", 1)), float(arguments.number("--gamma", 1)));
+       }},
   };
   return specs;
 }

@@ -15,6 +15,8 @@ namespace {
 const Command* const kCommands[] = {
     &kSampleCommand,
     &kConvertCommand,
+    &kParamsCommand,
+    &kPresetCommand,
     &kScheduleCommand,
     &kFilterCommand,
 };

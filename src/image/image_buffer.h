@@ -20,10 +20,10 @@
 #include <cstdint>
 #include <cstring>
 #include <mutex>
-#include <new>
 
 #include "image/pixel_conversion.h"
 #include "image/pixel_format.h"
+#include "image/private_block.h"
 #include "image/rect.h"
 #include "image/views.h"
 
@@ -177,33 +177,18 @@ template <class Host>
 void ImageBuffer<Host>::allocateBlock(std::size_t bytes) {
   freeBlock();
   if (bytes == 0) return;
-  std::lock_guard<std::mutex> guard(host->lock);
-  for (;;) {
-    Handle handle = host->newHandle((bytes + 63) & ~std::size_t(31));
-    void* base = handle ? host->lockHandle(handle) : nullptr;
-    if (base) {
-      blockHost = host;
-      blockLock = &host->lock;
-      blockHandle = handle;
-      blockBase_ = static_cast<unsigned char*>(base);
-      blockData = reinterpret_cast<unsigned char*>((reinterpret_cast<std::uintptr_t>(base) + 31) &
-                                                   ~std::uintptr_t(31));
-      return;
-    }
-    if (handle) host->disposeHandle(handle);
-    // Out of host memory: give the process's new-handler a chance to free
-    // some, as operator new would, and try again.
-    const std::new_handler handler = std::get_new_handler();
-    if (!handler) throw std::bad_alloc();
-    handler();
-  }
+  const PrivateBlock<Host> block = acquirePrivateBlock(*host, bytes);
+  blockHost = host;
+  blockLock = &host->lock;
+  blockHandle = block.handle;
+  blockBase_ = block.base;
+  blockData = block.data;
 }
 
 template <class Host>
 void ImageBuffer<Host>::freeBlock() {
   if (!blockHandle) return;
-  std::lock_guard<std::mutex> guard(*blockLock);
-  blockHost->disposeHandle(blockHandle);
+  releasePrivateBlock(*blockHost, *blockLock, blockHandle);
   blockHandle = nullptr;
   blockData = nullptr;
   blockBase_ = nullptr;

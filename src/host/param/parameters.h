@@ -10,12 +10,12 @@
 #include <map>
 #include <ostream>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "host/param/param_flags.h"
 #include "host/param/param_kind.h"
 #include "host/param/param_record.h"
+#include "host/param/param_text.h"
 #include "host/param/param_value.h"
 
 namespace OZ::Host::Param {
@@ -105,14 +105,5 @@ class Parameters {
   ParamPoint scaledPoint(int index) const;
   void storeScaledPoint(const ParamPoint& point, int index);
 };
-
-// The longest key or value the text reader takes; one more leaves its stream failed.
-inline constexpr std::size_t kTextFieldLength = 255;
-
-// Walks `text` as the reader would take it apart and returns the offset of
-// the first key or value that would leave the stream failed (so that
-// readText would never return), or std::string_view::npos when the reader
-// gets to the end.
-std::size_t findStallingTextField(std::string_view text);
 
 }  // namespace OZ::Host::Param
