@@ -10,6 +10,7 @@
 #include "cli/session.h"
 #include "image/filter_layer.h"
 #include "image/filters/balance_filter.h"
+#include "image/filters/hsvcc_filter.h"
 #include "image/filters/premult_alpha_filter.h"
 #include "image/filters/processor_flags.h"
 #include "image/filters/unmult_alpha_filter.h"
@@ -69,6 +70,18 @@ const std::vector<FilterSpec>& filterSpecs() {
              layer, arguments.has("--clamp"), float(arguments.number("--in-black", 0)),
              float(arguments.number("--in-white", 1)), float(arguments.number("--out-black", 0)),
              float(arguments.number("--out-white", 1)), float(arguments.number("--gamma", 1)));
+       }},
+      {"hsvcc",
+       "usage: strobe-quirk filter hsvcc [--cpu LEVEL] [--threads N] [--hue-shift H] [--saturation S] [--value V]\n"
+       "                                 --format F --size WxH IN OUT\n"
+       "\nHue, saturation and value: turns the hue by H (1.0 is the whole circle, default\n"
+       "0) and scales saturation by S and value by V (default 1).\n",
+       true,
+       {{"--hue-shift", true}, {"--saturation", true}, {"--value", true}},
+       [](Layer* layer, const Arguments& arguments) {
+         return std::make_unique<OZ::Image::HSVCCFilter<Host>>(layer, float(arguments.number("--hue-shift", 0)),
+                                                              float(arguments.number("--saturation", 1)),
+                                                              float(arguments.number("--value", 1)));
        }},
   };
   return specs;
