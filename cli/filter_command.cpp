@@ -10,6 +10,7 @@
 #include "cli/session.h"
 #include "image/filter_layer.h"
 #include "image/filters/balance_filter.h"
+#include "image/filters/gaussian_blur_filter.h"
 #include "image/filters/hsvcc_filter.h"
 #include "image/filters/premult_alpha_filter.h"
 #include "image/filters/processor_flags.h"
@@ -82,6 +83,27 @@ const std::vector<FilterSpec>& filterSpecs() {
          return std::make_unique<OZ::Image::HSVCCFilter<Host>>(layer, float(arguments.number("--hue-shift", 0)),
                                                               float(arguments.number("--saturation", 1)),
                                                               float(arguments.number("--value", 1)));
+       }},
+      {"blur",
+       "usage: strobe-quirk filter blur [--cpu LEVEL] [--threads N] --sigma-x SX --sigma-y SY\n"
+       "                                [--order-x 0|1|2] [--order-y 0|1|2] --format F --size WxH IN OUT\n"
+       "\nGaussian blur with deviations SX along rows and SY along columns, in pixels;\n"
+       "an order of 1 or 2 takes that derivative of the Gaussian along its axis\n"
+       "(default 0). All four channels are blurred alike.\n",
+       true,
+       {{"--sigma-x", true}, {"--sigma-y", true}, {"--order-x", true}, {"--order-y", true}},
+       [](Layer* layer, const Arguments& arguments) {
+         const float sigmaX = float(parseNumber(arguments.required("--sigma-x"), "--sigma-x"));
+         const float sigmaY = float(parseNumber(arguments.required("--sigma-y"), "--sigma-y"));
+         auto order = [&](const char* name) {
+           const long value = arguments.integer(name, 0);
+           if (value < 0 || value > 2) throw UsageError(std::string(name) + " must be 0, 1 or 2");
+           return std::int32_t(value);
+         };
+         if (!(sigmaX >= 0 && sigmaX <= 10000) || !(sigmaY >= 0 && sigmaY <= 10000))
+           throw UsageError("deviations must be 0 to 10000");
+         return std::make_unique<OZ::Image::GaussianBlurFilter<Host>>(
+             layer, OZ::Image::BlurSigmas{sigmaX, sigmaY, 0.0f}, order("--order-x"), order("--order-y"));
        }},
   };
   return specs;

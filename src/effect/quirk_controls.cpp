@@ -1,5 +1,7 @@
 #include "effect/quirk_controls.h"
 
+namespace StrobeQuirk {
+
 namespace {
 
 using OZ::Host::Param::ParamRecord;
@@ -43,3 +45,5 @@ void defineQuirkControls(OZ::Host::Param::Parameters& store) {
   const ParamRecord unmasked = checkBox("Unmasked", "kmSQ");
   store.records.push_back(unmasked);
 }
+
+}  // namespace StrobeQuirk

@@ -4,6 +4,8 @@
 
 #include "host/param/parameters.h"
 
+namespace StrobeQuirk {
+
 inline constexpr int kQuirkTimeIndex = 0;       // "Quirk Time": mean gap between pulses, in frames
 inline constexpr int kRandomQuirkIndex = 1;     // "Random Quirk": how far the gap may vary, in percent
 inline constexpr int kIncreaseQuirkyIndex = 2;  // "Increase Quirky": the stronger, tighter look
@@ -11,3 +13,5 @@ inline constexpr int kUnmaskedIndex = 3;        // "Unmasked": the frame itself 
 
 // Appends the four records, in index order.
 void defineQuirkControls(OZ::Host::Param::Parameters& store);
+
+}  // namespace StrobeQuirk

@@ -19,6 +19,7 @@
 namespace {
 
 using namespace OZ::Host::Param;
+using namespace StrobeQuirk;
 
 TEST(QuirkControlsTest, FourRecordsFieldByField) {
   Parameters store;
