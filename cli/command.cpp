@@ -8,19 +8,19 @@
 
 namespace StrobeQuirk::Cli {
 
-Arguments::Arguments(const std::vector<std::string>& words, const std::vector<OptionSpec>& options) {
+Arguments::Arguments(const std::vector<std::string>& words, const std::vector<Option>& options) {
   for (std::size_t i = 0; i < words.size(); ++i) {
     const std::string& word = words[i];
     if (word.size() < 2 || word.compare(0, 2, "--") != 0) {
       positionals_.push_back(word);
       continue;
     }
-    const OptionSpec* spec = nullptr;
-    for (const OptionSpec& option : options)
-      if (option.name == word) spec = &option;
-    if (!spec) throw UsageError("unknown option " + word);
+    const Option* match = nullptr;
+    for (const Option& option : options)
+      if (option.name == word) match = &option;
+    if (!match) throw UsageError("unknown option " + word);
     if (values_.count(word)) throw UsageError("option " + word + " given twice");
-    if (spec->takesValue) {
+    if (match->takesValue) {
       if (i + 1 >= words.size()) throw UsageError("option " + word + " needs a value");
       values_[word] = words[++i];
     } else {

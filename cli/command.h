@@ -18,7 +18,7 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-struct OptionSpec {
+struct Option {
   std::string name;  // with its dashes: "--format"
   bool takesValue;
 };
@@ -26,7 +26,7 @@ struct OptionSpec {
 // The words after a subcommand: options (each at most once) and positionals.
 class Arguments {
  public:
-  Arguments(const std::vector<std::string>& words, const std::vector<OptionSpec>& options);
+  Arguments(const std::vector<std::string>& words, const std::vector<Option>& options);
 
   bool has(const std::string& name) const { return values_.count(name) != 0; }
   std::optional<std::string> optional(const std::string& name) const;

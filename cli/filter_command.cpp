@@ -24,11 +24,11 @@ using Host = OZ::Host::AE::Host;
 using Node = OZ::Image::FilterBase<Host>;
 using Layer = OZ::Image::FilterLayer<Host>;
 
-struct FilterSpec {
+struct FilterEntry {
   const char* name;
   const char* usage;
   bool hasLevels;                    // takes --cpu
-  std::vector<OptionSpec> options;   // its own, beside the common ones
+  std::vector<Option> options;   // its own, beside the common ones
   std::function<std::unique_ptr<Node>(Layer*, const Arguments&)> build;
 };
 
@@ -43,8 +43,8 @@ const char kCpuHelp[] =
     "  --cpu LEVEL   the highest processor level the kernels may use: auto (default),\n"
     "                scalar, sse2, ssse3, sse41; a level this processor lacks is refused\n";
 
-const std::vector<FilterSpec>& filterSpecs() {
-  static const std::vector<FilterSpec> specs = {
+const std::vector<FilterEntry>& filterEntries() {
+  static const std::vector<FilterEntry> entries = {
       {"premult",
        "usage: strobe-quirk filter premult [--threads N] --format F --size WxH IN OUT\n"
        "\nMultiplies each colour by its alpha.\n",
@@ -106,19 +106,19 @@ const std::vector<FilterSpec>& filterSpecs() {
              layer, OZ::Image::BlurSigmas{sigmaX, sigmaY, 0.0f}, order("--order-x"), order("--order-y"));
        }},
   };
-  return specs;
+  return entries;
 }
 
-const FilterSpec& filterSpec(const std::string& name) {
-  for (const FilterSpec& spec : filterSpecs())
-    if (name == spec.name) return spec;
+const FilterEntry& filterEntry(const std::string& name) {
+  for (const FilterEntry& entry : filterEntries())
+    if (name == entry.name) return entry;
   std::string names;
-  for (const FilterSpec& spec : filterSpecs()) names += (names.empty() ? "" : ", ") + std::string(spec.name);
+  for (const FilterEntry& entry : filterEntries()) names += (names.empty() ? "" : ", ") + std::string(entry.name);
   throw UsageError("unknown filter " + name + " (one of " + names + ")");
 }
 
-std::string filterUsage(const FilterSpec& spec) {
-  return std::string(spec.usage) + kCommonHelp + (spec.hasLevels ? kCpuHelp : "");
+std::string filterUsage(const FilterEntry& entry) {
+  return std::string(entry.usage) + kCommonHelp + (entry.hasLevels ? kCpuHelp : "");
 }
 
 // The flag mask of a --cpu level, refusing a level this processor lacks.
@@ -144,10 +144,10 @@ OZ::Image::ProcessorFlags cpuMask(const std::string& level) {
 int runFilter(const std::vector<std::string>& words) {
   if (words.empty() || words[0].compare(0, 2, "--") == 0)
     throw UsageError("expected a filter name (premult, unmult, ...) after filter");
-  const FilterSpec& spec = filterSpec(words[0]);
-  std::vector<OptionSpec> options = {{"--format", true}, {"--size", true}, {"--threads", true}};
-  if (spec.hasLevels) options.push_back({"--cpu", true});
-  options.insert(options.end(), spec.options.begin(), spec.options.end());
+  const FilterEntry& entry = filterEntry(words[0]);
+  std::vector<Option> options = {{"--format", true}, {"--size", true}, {"--threads", true}};
+  if (entry.hasLevels) options.push_back({"--cpu", true});
+  options.insert(options.end(), entry.options.begin(), entry.options.end());
   const Arguments arguments(std::vector<std::string>(words.begin() + 1, words.end()), options);
   arguments.expectPositionals(2, "IN and OUT");
   const RawFormat& format = rawFormat(arguments.required("--format"));
@@ -166,7 +166,7 @@ int runFilter(const std::vector<std::string>& words) {
   {
     Host::Image input(&session.host, inputWorld), output(&session.host, outputWorld);
     Layer layer(&input, OZ::Image::emptyRect);
-    std::unique_ptr<Node> filter = spec.build(&layer, arguments);
+    std::unique_ptr<Node> filter = entry.build(&layer, arguments);
     OZ::Image::renderGraph<Host>(filter.get(), &session.host, output);
   }
   OZ::Image::restrictProcessorFlags(~OZ::Image::ProcessorFlags(0));
@@ -181,12 +181,12 @@ std::string filterCommandUsage() {
   std::string text =
       "usage: strobe-quirk filter NAME [OPTIONS] --format F --size WxH IN OUT\n"
       "       strobe-quirk filter NAME --help\n\nfilters:\n";
-  for (const FilterSpec& spec : filterSpecs()) text += std::string("  ") + spec.name + "\n";
+  for (const FilterEntry& entry : filterEntries()) text += std::string("  ") + entry.name + "\n";
   return text + kCommonHelp;
 }
 
 std::string filterHelp(const std::vector<std::string>& words) {
-  if (!words.empty() && words[0].compare(0, 2, "--") != 0) return filterUsage(filterSpec(words[0]));
+  if (!words.empty() && words[0].compare(0, 2, "--") != 0) return filterUsage(filterEntry(words[0]));
   return filterCommandUsage();
 }
 
