@@ -115,13 +115,3 @@ BENCHMARK(BalanceCopy)
 
 }  // namespace
 }  // namespace OZ::Image
-
-// kernels_bench gathers several files of benchmarks; a weak main lets any
-// one of them (or a file of its own) provide the entry.
-__attribute__((weak)) int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
-}

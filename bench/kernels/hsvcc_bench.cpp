@@ -128,13 +128,3 @@ BENCHMARK(HsvccCopy)
 
 }  // namespace
 }  // namespace OZ::Image
-
-// kernels_bench collects the benchmarks of several files; whichever weak
-// main the linker keeps runs them all.
-__attribute__((weak)) int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
-}
