@@ -1,11 +1,12 @@
 // Both passes of the Gaussian blur's line filters over whole frames, as the
 // blur node runs them: a source larger than the frame by r = ceil(3.5 σ) on
 // every side, a row pass into an intermediate of the frame's width and the
-// source's height, then a column pass into the frame. Each family, σ 30 and
-// σ 3 (the cost must not depend on σ), one thread and two (each taking half
-// the lines of each pass), beside a plain copy of the frame. "fastest_ms" is
-// the best frame seen (the machine may be shared), "copies" that over the
-// best FrameCopy of the same frame.
+// source's height, then a column pass into the frame. Each level (scalar;
+// the vector family as SSE2 and as AVX), σ 30 and σ 3 (the cost must not
+// depend on σ), one thread and two (each taking half the lines of each
+// pass), beside a plain copy of the frame. "fastest_ms" is the best frame
+// seen (the machine may be shared), "copies" that over the best FrameCopy
+// of the same frame.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -21,6 +22,7 @@
 #include <vector>
 
 #include "image/filters/blur_lines.h"
+#include "image/filters/processor_flags.h"
 
 namespace OZ::Image {
 namespace {
@@ -85,10 +87,27 @@ void onThreads(int threads, std::int64_t lines, Work work) {
   for (std::thread& worker : workers) worker.join();
 }
 
-// Arguments: width, height, depth, family (0 scalar, 1 SSE2), σ, threads.
+// The levels of the "level" argument: the family, and the flags that pick
+// the vector family's build.
+struct BlurLevel {
+  const char* name;
+  BlurFamily family;
+  ProcessorFlags mask;
+  ProcessorFlags needs;
+};
+constexpr BlurLevel kLevels[] = {{"scalar", BlurFamily::Scalar, ~ProcessorFlags(0), 0},
+                                 {"SSE2", BlurFamily::Vector, ~kFlagAVX, kFlagSSE2},
+                                 {"AVX", BlurFamily::Vector, ~ProcessorFlags(0), kFlagSSE2 | kFlagAVX}};
+
+// Arguments: width, height, depth, level (0 scalar, 1 SSE2, 2 AVX), σ, threads.
 void Blur(benchmark::State& state) {
   const int width = int(state.range(0)), height = int(state.range(1)), depth = int(state.range(2));
-  const BlurFamily family = state.range(3) ? BlurFamily::Vector : BlurFamily::Scalar;
+  const BlurLevel& level = kLevels[state.range(3)];
+  if ((queryProcessorFlags() & level.needs) != level.needs) {
+    state.SkipWithError("the processor lacks this level");
+    return;
+  }
+  const BlurFamily family = level.family;
   const double sigma = double(state.range(4));
   const int threads = int(state.range(5));
   const int r = marginOf(sigma);
@@ -106,6 +125,7 @@ void Blur(benchmark::State& state) {
                                                   std::vector<unsigned char>(blurScratchBytes(family, width + 2 * r)));
   const std::int64_t total = intermediate.height + std::int64_t(width);
 
+  restrictProcessorFlags(level.mask);
   double fastest = 1e30;
   for (auto _ : state) {
     const auto start = std::chrono::steady_clock::now();
@@ -121,12 +141,13 @@ void Blur(benchmark::State& state) {
     benchmark::ClobberMemory();
     fastest = std::min(fastest, secondsSince(start));
   }
+  restrictProcessorFlags(~ProcessorFlags(0));
   state.counters["Mpixel/s"] =
       benchmark::Counter(double(width) * height * double(state.iterations()) / 1e6, benchmark::Counter::kIsRate);
   state.counters["fastest_ms"] = fastest * 1e3;
   const auto copy = copySeconds().find({width, height, depth, threads});
   if (copy != copySeconds().end()) state.counters["copies"] = fastest / copy->second;
-  state.SetLabel(family == BlurFamily::Vector ? "SSE2" : "scalar");
+  state.SetLabel(level.name);
 }
 
 // Arguments: width, height, depth, threads. The frame's bytes, copied.
@@ -158,9 +179,9 @@ BENCHMARK(FrameCopy)
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
 BENCHMARK(Blur)
-    ->ArgNames({"w", "h", "depth", "sse2", "sigma", "threads"})
-    ->ArgsProduct({{1920}, {1080}, {8, 16, 32}, {1, 0}, {30, 3}, {1, 2}})
-    ->ArgsProduct({{3840}, {2160}, {8, 16, 32}, {1, 0}, {30, 3}, {1, 2}})
+    ->ArgNames({"w", "h", "depth", "level", "sigma", "threads"})
+    ->ArgsProduct({{1920}, {1080}, {8, 16, 32}, {2, 1, 0}, {30, 3}, {1, 2}})
+    ->ArgsProduct({{3840}, {2160}, {8, 16, 32}, {2, 1, 0}, {30, 3}, {1, 2}})
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
 

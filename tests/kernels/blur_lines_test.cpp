@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <random>
+#include <string>
 #include <tuple>
 #include <vector>
 
@@ -97,6 +99,30 @@ void filter(BlurFamily family, BlurSamples kind, const BlurLines& lines, const D
 }
 
 bool hasSSE2() { return (queryProcessorFlags() & kFlagSSE2) != 0; }
+bool hasAVX() { return hasSSE2() && (queryProcessorFlags() & kFlagAVX) != 0; }
+
+// A level to force: the family the caller picks, and within the vector
+// family the flag mask that picks SSE2 or AVX.
+struct BlurLevel {
+  const char* name;
+  BlurFamily family;
+  ProcessorFlags mask;
+  KernelLevel level;
+};
+void PrintTo(const BlurLevel& level, std::ostream* os) { *os << level.name; }
+
+const BlurLevel kScalar{"Scalar", BlurFamily::Scalar, ~ProcessorFlags(0), KernelLevel::Scalar};
+const BlurLevel kSSE2{"SSE2", BlurFamily::Vector, ~kFlagAVX, KernelLevel::SSE2};
+const BlurLevel kAVX{"AVX", BlurFamily::Vector, ~ProcessorFlags(0), KernelLevel::AVX};
+
+// Forces a level for the life of a test; false when the processor lacks it.
+bool forceLevel(const BlurLevel& level) {
+  restrictProcessorFlags(~ProcessorFlags(0));
+  if (level.level == KernelLevel::SSE2 && !hasSSE2()) return false;
+  if (level.level == KernelLevel::AVX && !hasAVX()) return false;
+  restrictProcessorFlags(level.mask);
+  return true;
+}
 
 // One float line of n samples, filtered as row 0 of a plane.
 std::vector<double> filterLine(BlurFamily family, const std::vector<double>& samples, const DericheCoefficients& c,
@@ -161,12 +187,13 @@ bool scalarStore(double v, BlurSamples kind, double& stored) {
   return !truncated || std::abs(t - std::round(t)) > 0.01;
 }
 
-class BlurFamilyTest : public testing::TestWithParam<BlurFamily> {
+class BlurFamilyTest : public testing::TestWithParam<BlurLevel> {
  protected:
   void SetUp() override {
-    if (GetParam() == BlurFamily::Vector && !hasSSE2()) GTEST_SKIP() << "no SSE2";
+    if (!forceLevel(GetParam())) GTEST_SKIP() << "no " << GetParam().name;
   }
-  BlurFamily family() const { return GetParam(); }
+  void TearDown() override { restrictProcessorFlags(~ProcessorFlags(0)); }
+  BlurFamily family() const { return GetParam().family; }
 };
 
 TEST_P(BlurFamilyTest, ZeroSigmaPassesSamplesThrough) {
@@ -298,7 +325,7 @@ TEST_P(BlurFamilyTest, ReportsRightAfterLinesAtMultiplesOf32) {
     EXPECT_TRUE(progress.rowUntouched(2));
     EXPECT_TRUE(progress.rowWritten(149));
     EXPECT_TRUE(progress.rowUntouched(150));
-    EXPECT_EQ(lastLevelRun(), family() == BlurFamily::Vector ? KernelLevel::SSE2 : KernelLevel::Scalar);
+    EXPECT_EQ(lastLevelRun(), GetParam().level);
   }
 }
 
@@ -367,16 +394,17 @@ TEST_P(BlurFamilyTest, NegativeStepsWalkTheLinesBackwards) {
     ASSERT_EQ(std::memcmp(upwards.pixel(0, 39 - y), downwards.pixel(0, y), 37 * 8), 0) << y;
 }
 
-INSTANTIATE_TEST_SUITE_P(Blur, BlurFamilyTest, testing::Values(BlurFamily::Scalar, BlurFamily::Vector),
-                         [](const testing::TestParamInfo<BlurFamily>& info) {
-                           return info.param == BlurFamily::Vector ? "SSE2" : "Scalar";
-                         });
+INSTANTIATE_TEST_SUITE_P(Blur, BlurFamilyTest, testing::Values(kScalar, kSSE2, kAVX),
+                         [](const testing::TestParamInfo<BlurLevel>& info) { return info.param.name; });
 
-class BlurVectorTest : public testing::TestWithParam<BlurSamples> {
+// The vector family at one of its levels, for one sample kind.
+class BlurVectorTest : public testing::TestWithParam<std::tuple<BlurSamples, BlurLevel>> {
  protected:
   void SetUp() override {
-    if (!hasSSE2()) GTEST_SKIP() << "no SSE2";
+    if (!forceLevel(std::get<1>(GetParam()))) GTEST_SKIP() << "no " << std::get<1>(GetParam()).name;
   }
+  void TearDown() override { restrictProcessorFlags(~ProcessorFlags(0)); }
+  BlurSamples kind() const { return std::get<0>(GetParam()); }
 };
 
 // The vector family's arithmetic written out for one channel of one line:
@@ -432,8 +460,8 @@ std::vector<double> vectorModel(const std::vector<double>& samples, std::int64_t
   return out;
 }
 
-TEST_P(BlurVectorTest, SSE2IsExactlyItsSinglePrecisionArithmetic) {
-  const BlurSamples kind = GetParam();
+TEST_P(BlurVectorTest, IsExactlyItsSinglePrecisionArithmetic) {
+  const BlurSamples kind = this->kind();
   std::mt19937 random(77);
   for (std::int32_t order : {0, 1, 2})
     for (double s : {0.001, 1.5, 8.0, 30.0, 60.0}) {
@@ -457,8 +485,8 @@ TEST_P(BlurVectorTest, SSE2IsExactlyItsSinglePrecisionArithmetic) {
 // single-precision feed-forward sums, which cancel ever more as s grows,
 // cost more: up to 2 steps at 16 bits at s = 30, and 2e-5 of full scale in
 // float from about s = 20.
-TEST_P(BlurVectorTest, SSE2WithinOneStepOfScalar) {
-  const BlurSamples kind = GetParam();
+TEST_P(BlurVectorTest, WithinOneStepOfScalar) {
+  const BlurSamples kind = this->kind();
   std::mt19937 random(1234);
   for (std::int32_t order : {0, 1, 2})
     for (double s : {0.7, 3.0, 12.0, 20.0}) {
@@ -491,7 +519,7 @@ TEST_P(BlurVectorTest, SSE2WithinOneStepOfScalar) {
 }
 
 TEST_P(BlurVectorTest, LinesFilteredTogetherMatchLinesFilteredAlone) {
-  const BlurSamples kind = GetParam();
+  const BlurSamples kind = this->kind();
   std::mt19937 random(99);
   Plane source(kind, 45, 39);
   fillRandom(source, random);
@@ -508,7 +536,94 @@ TEST_P(BlurVectorTest, LinesFilteredTogetherMatchLinesFilteredAlone) {
     }
 }
 
+// The scratch that blurScratchBytes asks for is enough at the worst
+// alignment, for rows and for columns, and nothing past it is touched.
+TEST_P(BlurVectorTest, StaysInsideItsScratch) {
+  const BlurSamples kind = this->kind();
+  std::mt19937 random(11);
+  Plane source(kind, 150, 140), output(kind, 150, 140);
+  fillRandom(source, random);
+  for (bool columns : {false, true}) {
+    const BlurLines lines = columns ? columnsOf(source, output, 0) : rowsOf(source, output, 0);
+    const std::size_t bytes = blurScratchBytes(BlurFamily::Vector, lines.n);
+    std::vector<unsigned char> scratch(1 + bytes + 256, kSentinel);
+    NoProgress none;
+    blurLineRange(BlurFamily::Vector, kind, lines, DericheCoefficients(30.0, 0), 0, 140, scratch.data() + 1, 0, none,
+                  0, 1);
+    for (std::size_t i = 1 + bytes; i < scratch.size(); ++i)
+      ASSERT_EQ(scratch[i], kSentinel) << (columns ? "columns" : "rows") << ", " << i - 1 - bytes << " bytes past";
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(Blur, BlurVectorTest,
+                         testing::Combine(testing::Values(BlurSamples::Float32, BlurSamples::Unsigned16White32768,
+                                                          BlurSamples::Unsigned16OtherWhite, BlurSamples::Unsigned8),
+                                          testing::Values(kSSE2, kAVX)),
+                         [](const testing::TestParamInfo<std::tuple<BlurSamples, BlurLevel>>& info) {
+                           return std::string(kindName(std::get<0>(info.param))) + "_" + std::get<1>(info.param).name;
+                         });
+
+// AVX and SSE2 run the same arithmetic in registers of different width:
+// every byte they store must agree, for every kind of sample, on rows and
+// on columns (neighbouring pixels or not, walked either way), for odd
+// numbers of lines, derivatives, deviations below one sample and beyond
+// the line, and in float for values that overflow.
+class BlurAVXTest : public testing::TestWithParam<BlurSamples> {
+ protected:
+  void SetUp() override {
+    if (!hasAVX()) GTEST_SKIP() << "no AVX";
+  }
+  void TearDown() override { restrictProcessorFlags(~ProcessorFlags(0)); }
+};
+
+TEST_P(BlurAVXTest, StoresTheSameBytesAsSSE2) {
+  const BlurSamples kind = GetParam();
+  std::mt19937 random(2024);
+  Plane source(kind, 77, 69);
+  fillRandom(source, random);
+  if (kind == BlurSamples::Float32) {
+    const float infinity = std::numeric_limits<float>::infinity();
+    source.set(9, 5, 0, infinity), source.set(60, 40, 2, -infinity), source.set(20, 30, 1, 3e38);
+    source.set(3, 1, 3, std::nanf(""));  // alone on its row and on its column
+  }
+  struct Case {
+    const char* name;
+    bool columns;
+    std::int64_t lineStep;  // in pixels; columns only
+  };
+  const Case cases[] = {{"rows", false, 1}, {"columns", true, 1}, {"every other column", true, 2},
+                        {"columns right to left", true, -1}};
+  for (std::int32_t order : {0, 1, 2})
+    for (double s : {0.3, 2.5, 30.0})
+      for (const Case& set : cases) {
+        const DericheCoefficients c(s, order);
+        Plane sse2(kind, 77, 69), avx(kind, 77, 69);
+        auto linesOf = [&](Plane& output) {
+          // Outputs end short of the source, so that the backward pass also
+          // runs where nothing is stored.
+          if (!set.columns) {
+            BlurLines lines = rowsOf(source, output, 3);
+            lines.count = output.width - 7;
+            return lines;
+          }
+          BlurLines lines = columnsOf(source, output, 5);
+          lines.count = output.height - 9;
+          lines.sourceLineStep *= set.lineStep, lines.outputLineStep *= set.lineStep;
+          if (set.lineStep < 0) lines.source = source.pixel(76, 0), lines.output = output.pixel(76, 0);
+          return lines;
+        };
+        const std::int64_t lineCount = set.columns ? 77 / std::abs(set.lineStep) : 69;
+        restrictProcessorFlags(kFlagSSE2);
+        filter(BlurFamily::Vector, kind, linesOf(sse2), c, 1, lineCount, 7);
+        ASSERT_EQ(lastLevelRun(), KernelLevel::SSE2);
+        restrictProcessorFlags(kFlagSSE2 | kFlagAVX);
+        filter(BlurFamily::Vector, kind, linesOf(avx), c, 1, lineCount, 7);
+        ASSERT_EQ(lastLevelRun(), KernelLevel::AVX);
+        ASSERT_TRUE(sse2.bytes == avx.bytes) << set.name << ", order " << order << ", s " << s;
+      }
+}
+
+INSTANTIATE_TEST_SUITE_P(Blur, BlurAVXTest,
                          testing::Values(BlurSamples::Float32, BlurSamples::Unsigned16White32768,
                                          BlurSamples::Unsigned16OtherWhite, BlurSamples::Unsigned8),
                          [](const testing::TestParamInfo<BlurSamples>& info) { return kindName(info.param); });

@@ -136,9 +136,9 @@ BlurSamples blurSamples(int depth, std::uint32_t white) {
 }
 
 std::size_t blurScratchBytes(BlurFamily family, std::int64_t n) {
-  if (family == BlurFamily::Vector) return blurVectorScratchBytes<SSE2Level>(n);
-  // 64 bytes of slack let the line filter align the block itself.
   const std::size_t samples = n > 0 ? std::size_t(n) : 0;
+  if (family == BlurFamily::Vector) return BlurVectorScratch::fixedBytes + samples * BlurVectorScratch::bytesPerSample;
+  // 64 bytes of slack let the scalar line filter align the block itself.
   return 8 * samples + 64;
 }
 
@@ -171,12 +171,17 @@ void blurLineRange(BlurFamily family, BlurSamples samples, const BlurLines& line
   // Never read scratch the forward pass did not write.
   BlurLines checked = lines;
   checked.count = std::max<std::int64_t>(0, std::min(lines.count, lines.n - lines.first));
-  if (family == BlurFamily::Vector)
-    blurVectorLines<SSE2Level>(samples, checked, coefficients, begin, end, scratch, lineCoordinate0, progress,
-                               progressBase, progressTotal);
-  else
+  if (family == BlurFamily::Scalar) {
     blurScalarLines<ScalarLevel>(samples, checked, coefficients, begin, end, scratch, lineCoordinate0, progress,
                                  progressBase, progressTotal);
+  } else if (queryProcessorFlags() & kFlagAVX) {
+    // The two builds of the vector family store the same bytes; AVX is faster.
+    blurVectorLines<AVXLevel>(samples, checked, coefficients, begin, end, scratch, lineCoordinate0, progress,
+                              progressBase, progressTotal);
+  } else {
+    blurVectorLines<SSE2Level>(samples, checked, coefficients, begin, end, scratch, lineCoordinate0, progress,
+                               progressBase, progressTotal);
+  }
 }
 
 }  // namespace OZ::Image

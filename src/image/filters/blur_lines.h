@@ -5,9 +5,10 @@
 // node only has to cut the lines into shares and hand one to each worker.
 //
 // Two families exist. The scalar one filters one channel per call, all in
-// double; the vector one (SSE2) filters the four channels of a pixel at
-// once, with the feed-forward sums and the stores in single precision. The
-// two round differently on purpose; docs/rounding.md, "Blur", says how.
+// double; the vector one filters the four channels of a pixel at once, with
+// the feed-forward sums and the stores in single precision. The two round
+// differently on purpose; docs/rounding.md, "Blur", says how. The vector
+// family has an SSE2 and an AVX build, which give identical results.
 
 #include <cstddef>
 #include <cstdint>
@@ -27,6 +28,8 @@ enum class BlurSamples {
 BlurSamples blurSamples(int depth, std::uint32_t white);
 
 // Chosen once per image: Vector when bit 64 of the processor flags is set.
+// Within the vector family each call of blurLineRange runs the AVX build
+// when the flags also hold kFlagAVX, else the SSE2 one.
 enum class BlurFamily { Scalar, Vector };
 
 // A set of parallel lines of four-component pixels. Line k starts at
@@ -46,9 +49,20 @@ struct BlurLines {
 
 // Bytes of scratch one worker needs for lines of up to n samples. The
 // scalar family needs one double per sample; the vector family works on up
-// to 16 lines at a time, each needing four doubles per sample, and keeps
-// their recent history beside them.
+// to 16 lines at a time, each needing four floats and four doubles per
+// sample (BlurVectorScratch).
 std::size_t blurScratchBytes(BlurFamily family, std::int64_t n);
+
+// The vector family's scratch, the same at every level: strips of up to
+// `lines` lines side by side; for every sample of the strip, each line's
+// sample (four floats) and one result (four doubles); four more such rows
+// at each end for the edge values, and an edge sum per line. 64 bytes of
+// slack let the level align the block itself.
+struct BlurVectorScratch {
+  static constexpr int lines = 16;
+  static constexpr std::size_t bytesPerSample = lines * (16 + 32);
+  static constexpr std::size_t fixedBytes = 64 + lines * 16 + 8 * bytesPerSample;
+};
 
 // Filters lines [begin, end) of the set with one axis' coefficients, using
 // scratch of blurScratchBytes(family, lines.n) bytes (any alignment).
@@ -67,14 +81,13 @@ void blurLineRange(BlurFamily family, BlurSamples samples, const BlurLines& line
                    std::int32_t lineCoordinate0, Progress& progress, std::int64_t progressBase,
                    std::int64_t progressTotal);
 
-// The family entries behind blurLineRange, one per level, each instantiated
-// in its own level's file.
+// The family entries behind blurLineRange, each instantiated in its own
+// level's file: blurScalarLines<ScalarLevel>, blurVectorLines<SSE2Level>
+// and blurVectorLines<AVXLevel>.
 template <class Level>
 void blurScalarLines(BlurSamples samples, const BlurLines& lines, const DericheCoefficients& coefficients,
                      std::int64_t begin, std::int64_t end, void* scratch, std::int32_t lineCoordinate0,
                      Progress& progress, std::int64_t progressBase, std::int64_t progressTotal);
-template <class Level>
-std::size_t blurVectorScratchBytes(std::int64_t n);
 template <class Level>
 void blurVectorLines(BlurSamples samples, const BlurLines& lines, const DericheCoefficients& coefficients,
                      std::int64_t begin, std::int64_t end, void* scratch, std::int32_t lineCoordinate0,

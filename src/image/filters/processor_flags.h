@@ -12,6 +12,9 @@ using ProcessorFlags = std::uint32_t;
 inline constexpr ProcessorFlags kFlagSSE2 = 64;
 inline constexpr ProcessorFlags kFlagSSSE3 = 256;
 inline constexpr ProcessorFlags kFlagSSE41 = 1024;
+// Read only by the blur's vector family, which widens its double feedback
+// to 256-bit registers where the processor has them.
+inline constexpr ProcessorFlags kFlagAVX = 0x100000;
 
 // One capability query: 0 when the call succeeded, with the value read.
 // A feature is present when the call succeeded and the value is not 0.
@@ -29,7 +32,7 @@ void restrictProcessorFlags(ProcessorFlags mask);
 
 // The level tags. Kernel code is templated on them, so that an instance
 // compiled with one level's instructions can never stand in for another's.
-enum class KernelLevel { Scalar, SSE2, SSSE3, SSE41 };
+enum class KernelLevel { Scalar, SSE2, SSSE3, SSE41, AVX };
 
 struct ScalarLevel {
   static constexpr KernelLevel level = KernelLevel::Scalar;
@@ -45,6 +48,10 @@ struct SSSE3Level {
 struct SSE41Level {
   static constexpr KernelLevel level = KernelLevel::SSE41;
   static constexpr ProcessorFlags flag = kFlagSSE41;
+};
+struct AVXLevel {
+  static constexpr KernelLevel level = KernelLevel::AVX;
+  static constexpr ProcessorFlags flag = kFlagAVX;
 };
 
 // Which level took the latest band, so that a test can prove a forced
