@@ -62,7 +62,8 @@ OZ::Image::PixelFormatCode formatOfDepth(int depth) {
 void runFilter(benchmark::State& state, const MakeFilter& make, OZ::Image::ProcessorFlags mask) {
   const int depth = int(state.range(0)), iterations = int(state.range(1)), width = int(state.range(2));
   const int height = width * 9 / 16;
-  if ((OZ::Image::queryProcessorFlags() & mask) != mask) {
+  const OZ::Image::ProcessorFlags needed = mask == ~OZ::Image::ProcessorFlags(0) ? 0 : mask;  // auto needs nothing
+  if ((OZ::Image::queryProcessorFlags() & needed) != needed) {
     state.SkipWithError("processor lacks the level");
     return;
   }
@@ -98,7 +99,8 @@ struct Level {
 const Level kLevels[] = {{"scalar", 0},
                          {"sse2", OZ::Image::kFlagSSE2},
                          {"ssse3", OZ::Image::kFlagSSE2 | OZ::Image::kFlagSSSE3},
-                         {"sse41", OZ::Image::kFlagSSE2 | OZ::Image::kFlagSSSE3 | OZ::Image::kFlagSSE41}};
+                         {"sse41", OZ::Image::kFlagSSE2 | OZ::Image::kFlagSSSE3 | OZ::Image::kFlagSSE41},
+                         {"auto", ~OZ::Image::ProcessorFlags(0)}};
 
 // levels: the names of the levels the filter has kernels for.
 void registerFilter(const std::string& name, const MakeFilter& make, const std::vector<std::string>& levels,
@@ -135,7 +137,7 @@ const bool registered = [] {
                      return std::make_unique<OZ::Image::GaussianBlurFilter<Host>>(
                          in, OZ::Image::BlurSigmas{sigma, sigma, 0.0f}, 0, 0);
                    },
-                   {"scalar", "sse2"}, {1920, 3840});
+                   {"scalar", "sse2", "auto"}, {1920, 3840});
   return true;
 }();
 
