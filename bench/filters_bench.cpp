@@ -40,10 +40,18 @@ struct Frame {
     host.attach(standIn.inData(), standIn.outData(), nullptr, nullptr, nullptr);
     input = standIn.makeLayerWorld(width, height, format);
     output = standIn.makeLayerWorld(width, height, format);
+    // Values in each format's own range: floats from 0 to 1, not raw bytes,
+    // which would make denormals and slow every float kernel down.
     std::mt19937 generator(1);
-    auto* bytes = reinterpret_cast<unsigned char*>(input->data);
-    for (std::size_t i = 0; i < std::size_t(input->rowbytes) * std::size_t(height); ++i)
-      bytes[i] = static_cast<unsigned char>(generator() >> 25);  // small values: valid in every depth
+    const int depth = OZ::Image::formatDepth(format);
+    auto* row = reinterpret_cast<unsigned char*>(input->data);
+    for (int y = 0; y < height; ++y, row += input->rowbytes)
+      for (int i = 0; i < width * 4; ++i) {
+        const std::uint32_t value = generator() >> 24;
+        if (depth == 8) row[i] = static_cast<unsigned char>(value);
+        if (depth == 16) reinterpret_cast<std::uint16_t*>(row)[i] = static_cast<std::uint16_t>(value * 128);
+        if (depth == 32) reinterpret_cast<float*>(row)[i] = float(value) / 255.0f;
+      }
   }
   ~Frame() {
     standIn.disposeLayerWorld(input);

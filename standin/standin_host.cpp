@@ -13,13 +13,15 @@ namespace {
 StandInHost* liveHost = nullptr;
 
 constexpr std::size_t kRowAlignment = 16;
-constexpr std::size_t kGuardBytes = 64;  // after the last row: overruns land here, not in another block
+constexpr std::size_t kGuardBytes = 64;
+constexpr std::size_t kSpareBlocks = 4;  // freed worlds kept for reuse  // after the last row: overruns land here, not in another block
 
 }  // namespace
 
 // One block of pixels the stand-in handed out, plug-in's or application's.
 struct StandInHost::WorldRecord {
   unsigned char* block;
+  std::size_t bytes;
   PixelFormatCode format;
   bool plugin;  // asked for by the plug-in, rather than a layer of the application
 };
@@ -57,6 +59,7 @@ StandInHost::~StandInHost() {
     delete entry.second;
   }
   for (auto& entry : worlds_) std::free(entry.second->block);
+  for (auto& entry : spareBlocks_) std::free(entry.second);
   liveHost = previous_;
 }
 
@@ -79,18 +82,21 @@ void StandInHost::setTime(A_long currentTime, A_long timeStep, A_u_long timeScal
 
 namespace {
 
-bool layOut(PF_EffectWorld& world, A_long width, A_long height, PixelFormatCode format, bool negativeRows,
-            unsigned char*& block) {
+// The bytes of a world's block: rows aligned, and guard space after the
+// last. 0 for a format without pixels the stand-in can lay out.
+std::size_t blockBytes(A_long width, A_long height, PixelFormatCode format, std::size_t& rowBytes) {
   const int depth = OZ::Image::formatDepth(format);
-  if (depth != 8 && depth != 16 && depth != 32) return false;
-  const std::size_t rowBytes =
-      (std::size_t(OZ::Image::bytesPerPixel(depth)) * std::size_t(width) + kRowAlignment - 1) & ~(kRowAlignment - 1);
-  const std::size_t bytes = rowBytes * std::size_t(height) + kGuardBytes;
-  block = static_cast<unsigned char*>(std::aligned_alloc(kRowAlignment, (bytes + kRowAlignment - 1) & ~(kRowAlignment - 1)));
-  if (!block) return false;
+  if (depth != 8 && depth != 16 && depth != 32) return 0;
+  rowBytes = (std::size_t(OZ::Image::bytesPerPixel(depth)) * std::size_t(width) + kRowAlignment - 1) & ~(kRowAlignment - 1);
+  return (rowBytes * std::size_t(height) + kGuardBytes + kRowAlignment - 1) & ~(kRowAlignment - 1);
+}
+
+void layOut(PF_EffectWorld& world, A_long width, A_long height, PixelFormatCode format, std::size_t rowBytes,
+            std::size_t bytes, bool negativeRows, unsigned char* block) {
   std::memset(block, 0xA5, bytes);  // not cleared: a filter must write every pixel it owns
   world = PF_EffectWorld{};
-  world.world_flags = PF_WorldFlags(PF_WorldFlag_WRITEABLE) | (depth == 16 ? PF_WorldFlags(PF_WorldFlag_DEEP) : 0);
+  const bool deep = OZ::Image::formatDepth(format) == 16;
+  world.world_flags = PF_WorldFlags(PF_WorldFlag_WRITEABLE) | (deep ? PF_WorldFlags(PF_WorldFlag_DEEP) : 0);
   world.width = width;
   world.height = height;
   world.extent_hint = {0, 0, width, height};
@@ -102,23 +108,22 @@ bool layOut(PF_EffectWorld& world, A_long width, A_long height, PixelFormatCode 
     world.data = reinterpret_cast<PF_PixelPtr>(block);
     world.rowbytes = A_long(rowBytes);
   }
-  return true;
 }
 
 }  // namespace
 
 PF_EffectWorld* StandInHost::makeLayerWorld(std::int32_t width, std::int32_t height, PixelFormatCode format,
                                             std::int32_t originX, std::int32_t originY, bool negativeRows) {
+  std::size_t rowBytes = 0;
+  const std::size_t bytes = width > 0 && height > 0 ? blockBytes(width, height, format, rowBytes) : 0;
+  auto* block = bytes ? static_cast<unsigned char*>(std::aligned_alloc(kRowAlignment, bytes)) : nullptr;
+  if (!block) throw std::invalid_argument("stand-in host: cannot make a layer world of that size and format");
   auto* world = new PF_EffectWorld{};
-  unsigned char* block = nullptr;
-  if (width <= 0 || height <= 0 || !layOut(*world, width, height, format, negativeRows, block)) {
-    delete world;
-    throw std::invalid_argument("stand-in host: cannot make a layer world of that size and format");
-  }
+  layOut(*world, width, height, format, rowBytes, bytes, negativeRows, block);
   world->origin_x = originX;
   world->origin_y = originY;
   std::lock_guard<std::mutex> guard(mutex_);
-  worlds_[world->data] = std::make_unique<WorldRecord>(WorldRecord{block, format, false});
+  worlds_[world->data] = std::make_unique<WorldRecord>(WorldRecord{block, bytes, format, false});
   return world;
 }
 
@@ -139,13 +144,27 @@ PF_Err StandInHost::allocateWorld(A_long width, A_long height, PixelFormatCode f
   std::lock_guard<std::mutex> guard(mutex_);
   if (++worldRequests_ == faults.refuseWorld) return PF_Err_OUT_OF_MEMORY;
   if (width <= 0 || height <= 0) return PF_Err_BAD_CALLBACK_PARAM;
+  std::size_t rowBytes = 0;
+  const std::size_t bytes = blockBytes(width, height, format, rowBytes);
+  if (!bytes) return PF_Err_BAD_CALLBACK_PARAM;
+  // A host keeps freed worlds for the next request rather than give the
+  // memory back and fault it in again: the plug-in's intermediate images
+  // come and go every frame.
   unsigned char* block = nullptr;
-  if (!layOut(*world, width, height, format, false, block)) return PF_Err_OUT_OF_MEMORY;
+  auto spare = spareBlocks_.find(bytes);
+  if (spare != spareBlocks_.end()) {
+    block = spare->second;
+    spareBlocks_.erase(spare);
+  } else {
+    block = static_cast<unsigned char*>(std::aligned_alloc(kRowAlignment, bytes));
+  }
+  if (!block) return PF_Err_OUT_OF_MEMORY;
+  layOut(*world, width, height, format, rowBytes, bytes, false, block);
   if (clear)
     for (A_long y = 0; y < height; ++y)
       std::memset(reinterpret_cast<unsigned char*>(world->data) + std::ptrdiff_t(y) * world->rowbytes, 0,
                   std::size_t(OZ::Image::bytesPerPixel(OZ::Image::formatDepth(format))) * std::size_t(width));
-  worlds_[world->data] = std::make_unique<WorldRecord>(WorldRecord{block, format, true});
+  worlds_[world->data] = std::make_unique<WorldRecord>(WorldRecord{block, bytes, format, true});
   ++pluginWorlds_;
   return PF_Err_NONE;
 }
@@ -154,7 +173,11 @@ PF_Err StandInHost::releaseWorld(PF_EffectWorld* world) {
   std::lock_guard<std::mutex> guard(mutex_);
   auto found = worlds_.find(world->data);
   if (found == worlds_.end() || !found->second->plugin) return PF_Err_BAD_CALLBACK_PARAM;
-  std::free(found->second->block);
+  spareBlocks_.emplace(found->second->bytes, found->second->block);
+  if (spareBlocks_.size() > kSpareBlocks) {
+    std::free(spareBlocks_.begin()->second);
+    spareBlocks_.erase(spareBlocks_.begin());
+  }
   worlds_.erase(found);
   --pluginWorlds_;
   world->data = nullptr;

@@ -132,6 +132,7 @@ class StandInHost {
   mutable std::mutex mutex_;  // handles and worlds may be touched from worker threads
   std::map<PF_Handle, struct HandleRecord*> handles_;
   std::map<const void*, std::unique_ptr<WorldRecord>> worlds_;  // by data pointer
+  std::multimap<std::size_t, unsigned char*> spareBlocks_;      // freed plugin worlds, by size
   int worldRequests_ = 0, handleRequests_ = 0;
   std::size_t pluginWorlds_ = 0;
   std::map<std::pair<std::string, int>, int> heldSuites_;
