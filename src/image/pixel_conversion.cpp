@@ -1,10 +1,6 @@
 #include "image/pixel_conversion.h"
 
-#include <xmmintrin.h>
-
 namespace OZ::Image {
-
-std::int32_t truncateToInt(float value) { return _mm_cvtt_ss2si(_mm_set_ss(value)); }
 
 namespace {
 // Floats above 1 become white; the rest is clamped below at 0 and scaled.
