@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """The tool's conversions and alpha filters against a second, independent
 reading of their arithmetic, written here in Python with 32-bit float
-rounding emulated. Usage: independent_checks.py PATH_TO_STROBE_QUIRK"""
+rounding emulated. Usage: independent_checks.py [EMULATOR...] PATH_TO_STROBE_QUIRK
+(an emulator such as qemu-i386 runs a 32-bit tool where the kernel cannot)."""
 
 import math
 import os
@@ -79,7 +80,7 @@ def sample_values(name, count, rng):
 
 
 def run(tool, *arguments):
-    result = subprocess.run([tool, *arguments], capture_output=True, text=True)
+    result = subprocess.run([*tool, *arguments], capture_output=True, text=True)
     if result.returncode != 0:
         raise SystemExit("%s failed: %s" % (" ".join(arguments), result.stderr))
 
@@ -163,7 +164,7 @@ def check_alpha(tool, folder, rng):
 
 
 def main():
-    tool = sys.argv[1]
+    tool = sys.argv[1:]
     rng = random.Random(20261122)
     with tempfile.TemporaryDirectory() as folder:
         failures = check_convert(tool, folder, rng) + check_alpha(tool, folder, rng)

@@ -1,6 +1,7 @@
 // The effect's four controls, and the params and preset commands run as a
 // user runs them. The tool is found through STROBE_QUIRK, or beside this
-// test program in the build tree; the command tests skip without it.
+// test program in the build tree, and is started through
+// STROBE_QUIRK_EMULATOR when that is set; the command tests skip without it.
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -90,6 +91,8 @@ class PresetCommandTest : public ::testing::Test {
  protected:
   void SetUp() override {
     tool_ = toolPath();
+    if (const char* emulator = std::getenv("STROBE_QUIRK_EMULATOR"); emulator && *emulator)
+      emulator_ = std::string("'") + emulator + "' ";
     if (tool_.empty()) GTEST_SKIP() << "strobe-quirk not found; set STROBE_QUIRK";
     char pattern[] = "/tmp/params_cli_XXXXXX";
     ASSERT_NE(mkdtemp(pattern), nullptr);
@@ -101,14 +104,14 @@ class PresetCommandTest : public ::testing::Test {
 
   Outcome run(const std::string& arguments) {
     const std::string command =
-        "'" + tool_ + "' " + arguments + " >'" + (dir_ / "out").string() + "' 2>'" + (dir_ / "err").string() + "'";
+        emulator_ + "'" + tool_ + "' " + arguments + " >'" + (dir_ / "out").string() + "' 2>'" + (dir_ / "err").string() + "'";
     const int status = std::system(command.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(dir_ / "out"), readFile(dir_ / "err")};
   }
   std::string file(const char* name) const { return (dir_ / name).string(); }
   void write(const char* name, const std::string& text) const { std::ofstream(dir_ / name, std::ios::binary) << text; }
 
-  std::string tool_;
+  std::string tool_, emulator_;
   std::filesystem::path dir_;
 };
 
