@@ -29,7 +29,7 @@ class FilterLayer final : public FilterBase<Host> {
   void buildProgram(Host*, DeviceContext* device, const PixelDescriptor&) override { deviceState = device; }
   // Only reached as the root of a graph: the frame goes into the device target.
   void runKernel(Host*, DeviceBuffer& target, const DeviceBuffer* const*) override {
-    if (image && deviceState) copyImageToDevice(*deviceState, *image, target);
+    if (image) copyImageToDevice(*target.owner, *image, target);
   }
 
   // Only reached as the root of a graph: the frame is copied through.

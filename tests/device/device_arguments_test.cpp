@@ -82,32 +82,28 @@ TEST(DeviceArguments, LevelsPassTheirMappingOnTheScaleZeroToOne) {
   }
 }
 
+// With hue and saturation unchanged the one program runs twice: first with
+// the levels' arguments, then with its own.
 TEST(DeviceArguments, HueSaturationPassesItsShiftAndScales) {
   ProcessorDevice device;
   DeviceGraph graph(formatCode("argb"), 6, 4);
   auto* hue = graph.make<HSVCCFilter<DeviceHost>>(&graph.layerNode, 0.25f, 0.5f, 0.8f);
-  device.attach(hue->program, "record");
-  graph.renderOn(device, hue);
-  ASSERT_EQ(device.runs.size(), 1u);
+  auto* value = graph.make<HSVCCFilter<DeviceHost>>(hue, 0.0f, 1.0f, 0.5f);
+  device.attach(hue->program, "record-hue");
+  device.attach(value->program, "record-value");
+  graph.renderOn(device, value);
+  ASSERT_EQ(device.runs.size(), 3u);
   EXPECT_EQ(device.runs[0].argumentNames, (std::vector<std::string>{"ccH", "ccSV"}));
   EXPECT_EQ(floats(device.runs[0].arguments.at("ccH")), (std::vector<float>{0.25f}));
   EXPECT_EQ(floats(device.runs[0].arguments.at("ccSV")), (std::vector<float>{0.5f, 0.8f}));
-}
 
-// With hue and saturation unchanged the one program runs twice: first with
-// the levels' arguments, then with its own.
-TEST(DeviceArguments, AValueScaleRunsTheProgramTwice) {
-  ProcessorDevice device;
-  DeviceGraph graph(formatCode("argb"), 6, 4);
-  auto* value = graph.make<HSVCCFilter<DeviceHost>>(&graph.layerNode, 0.0f, 1.0f, 0.5f);
-  device.attach(value->program, "record");
-  graph.renderOn(device, value);
-  ASSERT_EQ(device.runs.size(), 2u);
-  EXPECT_EQ(device.runs[0].argumentNames, (std::vector<std::string>{"scale", "offset"}));
-  EXPECT_EQ(floats(device.runs[0].arguments.at("scale")), (std::vector<float>{0.5f, 0.5f, 0.5f, 1.0f}));
-  EXPECT_EQ(floats(device.runs[0].arguments.at("offset")), (std::vector<float>{0.0f, 0.0f, 0.0f, 0.0f}));
-  EXPECT_EQ(device.runs[1].argumentNames, (std::vector<std::string>{"ccH", "ccSV"}));
-  EXPECT_EQ(device.runs[0].target.id, device.runs[1].target.id);
+  EXPECT_EQ(device.runs[1].kernel, "record-value");
+  EXPECT_EQ(device.runs[1].argumentNames, (std::vector<std::string>{"scale", "offset"}));
+  EXPECT_EQ(floats(device.runs[1].arguments.at("scale")), (std::vector<float>{0.5f, 0.5f, 0.5f, 1.0f}));
+  EXPECT_EQ(floats(device.runs[1].arguments.at("offset")), (std::vector<float>{0.0f, 0.0f, 0.0f, 0.0f}));
+  EXPECT_EQ(device.runs[2].kernel, "record-value");
+  EXPECT_EQ(device.runs[2].argumentNames, (std::vector<std::string>{"ccH", "ccSV"}));
+  EXPECT_EQ(device.runs[1].target.id, device.runs[2].target.id);
 }
 
 TEST(DeviceArguments, AlphaFiltersPassNoArguments) {

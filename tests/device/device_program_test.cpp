@@ -98,36 +98,35 @@ TEST(DeviceProgramText, PiecesAreJoinedWithoutTheirClosingZeros) {
   EXPECT_EQ(programText(source), "ignored");
 }
 
-TEST(DeviceBuildOptions, OnlyADeviceThatConvertsFormatsGetsChannelOrderAndScale) {
-  ProcessorDevice device;
-  device.context.nativeSwizzle = 108;  // the alpha-first order
-  device.context.nativeWhite = 32768;
-  device.context.nativeType = kUnsigned16;
-  EXPECT_EQ(optionsFor(device, "record"), "");  // not converting formats
-
-  device.context.nativeFormat = 1;
-  // Red at lane 1, green 2, blue 3, alpha 0; the inverse puts lane 0 at 3.
-  EXPECT_EQ(optionsFor(device, "record"),
-            "-D PIXEL_SWIZZLE=yzwx -D PIXEL_SWIZZLE1=wxyz -D PIXEL_SCALE=0.500008f");
-  EXPECT_EQ(optionsFor(device, "record", "-O2"),
-            "-O2 -D PIXEL_SWIZZLE=yzwx -D PIXEL_SWIZZLE1=wxyz -D PIXEL_SCALE=0.500008f");
-  EXPECT_EQ(optionsFor(device, "BUILT record", "-O2"), "");  // compiled already
-}
-
-TEST(DeviceBuildOptions, IdentityOrderAndExactWhiteAddNothing) {
-  ProcessorDevice device;
-  device.context.nativeFormat = 1;
-  EXPECT_EQ(optionsFor(device, "record"), "");  // swizzle 27, white 0
-
-  device.context.nativeSwizzle = 147;  // blue, green, red, alpha: its own inverse
-  device.context.nativeType = kUnsigned8;
-  device.context.nativeWhite = 255;  // a scale of exactly 1
-  EXPECT_EQ(optionsFor(device, "record"), "-D PIXEL_SWIZZLE=zyxw -D PIXEL_SWIZZLE1=zyxw");
-
-  device.context.nativeSwizzle = 27;
-  device.context.nativeType = kFloat32;  // float white is the scale itself
-  device.context.nativeWhite = 2;
-  EXPECT_EQ(optionsFor(device, "record"), "-D PIXEL_SCALE=2.000000f");
-  device.context.nativeWhite = 1;
-  EXPECT_EQ(optionsFor(device, "record"), "");
+// Only a device that converts formats itself gets its channel order (and
+// the inverse order) and its white scale; identity orders, exact scales and
+// compiled texts get nothing.
+TEST(DeviceBuildOptions, ChannelOrderAndScaleOfADeviceThatConvertsFormats) {
+  struct Case {
+    std::uint8_t nativeFormat, swizzle;
+    std::int32_t type;
+    std::uint32_t white;
+    const char *text, *extra, *options;
+  };
+  const Case cases[] = {
+      {0, 108, kUnsigned16, 32768, "record", nullptr, ""},
+      {1, 27, kUnsigned8, 0, "record", nullptr, ""},
+      // Red at lane 1, green 2, blue 3, alpha 0; the inverse puts lane 0 at 3.
+      {1, 108, kUnsigned16, 32768, "record", nullptr,
+       "-D PIXEL_SWIZZLE=yzwx -D PIXEL_SWIZZLE1=wxyz -D PIXEL_SCALE=0.500008f"},
+      {1, 108, kUnsigned16, 32768, "record", "-O2",
+       "-O2 -D PIXEL_SWIZZLE=yzwx -D PIXEL_SWIZZLE1=wxyz -D PIXEL_SCALE=0.500008f"},
+      {1, 108, kUnsigned16, 32768, "BUILT record", "-O2", ""},
+      {1, 147, kUnsigned8, 255, "record", nullptr, "-D PIXEL_SWIZZLE=zyxw -D PIXEL_SWIZZLE1=zyxw"},
+      {1, 27, kFloat32, 2, "record", nullptr, "-D PIXEL_SCALE=2.000000f"},  // float white is the scale
+      {1, 27, kFloat32, 1, "record", nullptr, ""},
+  };
+  for (const Case& c : cases) {
+    ProcessorDevice device;
+    device.context.nativeFormat = c.nativeFormat;
+    device.context.nativeSwizzle = c.swizzle;
+    device.context.nativeType = c.type;
+    device.context.nativeWhite = c.white;
+    EXPECT_EQ(optionsFor(device, c.text, c.extra), c.options) << c.text << " " << int(c.swizzle) << " " << c.white;
+  }
 }

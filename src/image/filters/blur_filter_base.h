@@ -58,6 +58,7 @@ class BlurFilterBase : public Filter<Host> {
   }
 
   void runKernel(Host*, DeviceBuffer& target, const DeviceBuffer* const* inputBuffers) override {
+    if (!inputBuffers[0] || !inputBuffers[0]->handle) return;  // an input without pixels: nothing to read
     DeviceContext& device = *target.owner;
     const DeviceBuffer& input = *inputBuffers[0];
     // The target's columns over every input row the second pass reads;
