@@ -15,6 +15,13 @@ class ClearFilter final : public FilterBase<Host> {
   std::uint64_t progressUnits() const override { return 0; }
   bool canReuseInput(std::size_t) const override { return true; }
   void process(Host*, Image& output, Image* const*) override { output.clear(output.bounds); }
+
+  // No program and no limits: any device can clear.
+  int deviceMode(DeviceContext* device) const override { return this->deviceAvailable(device) ? 1 : 0; }
+  void runKernel(Host*, DeviceBuffer& target, const DeviceBuffer* const*) override {
+    const DeviceContext& device = *target.owner;
+    device.table->clearRegion(device.context, device.device, &target.rect, target.handle);
+  }
 };
 
 }  // namespace OZ::Image

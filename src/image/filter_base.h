@@ -65,14 +65,19 @@ class FilterBase {
   // An input index whose image this node passes on unchanged, or -1.
   virtual int passThroughInput() const { return -1; }
 
-  // The device path has no driver yet: every node runs on the processor.
+  // The device path (device_evaluation.h). A node runs its program on the
+  // device when it has one and fits the device's limits, else on the
+  // processor. Modes: 0 processor, 1 device, 2 processor after a device
+  // finish, 3 processSpecial.
   virtual bool wantsDeviceImage(DeviceContext* /*device*/) const { return false; }
   virtual bool deviceAvailable(DeviceContext* device) const {
     return device && device->table && device->usable;
   }
-  virtual int deviceMode(DeviceContext* /*device*/) const { return 0; }
+  virtual int deviceMode(DeviceContext* device) const;
 
   virtual void evaluate(Host* host, const Image& templateImage, Result& result, bool& exclusive, int depth);
+  virtual void evaluateOnDevice(Host* host, DeviceContext* device, DeviceObserver* observer,
+                                const Image& templateImage, Result& result, bool& exclusive, int depth);
 
   // Whether the output may share memory with input inputIndex: the
   // operation must then be safe in place.
@@ -84,8 +89,12 @@ class FilterBase {
   virtual KernelSource kernelSource(Host* /*host*/, DeviceContext* /*device*/, const PixelDescriptor&) const {
     return {};
   }
+  virtual void buildProgram(Host* host, DeviceContext* device, const PixelDescriptor& descriptor);
+  virtual void runKernel(Host* host, DeviceBuffer& target, const DeviceBuffer* const* inputBuffers);
   virtual std::size_t kernelArgumentCount() const { return 0; }
   virtual void fillKernelArguments(KernelArgument* /*arguments*/) const {}
+  virtual void processSpecial(Host* /*host*/, DeviceContext* /*device*/, DeviceObserver* /*observer*/,
+                              const Image& /*templateImage*/, Result& /*result*/, std::vector<Result>& /*inputResults*/) {}
   // Bytes a node needs beyond its output while it runs.
   virtual std::uint64_t extraMemory(int /*level*/, const Rect& /*rect*/, const PixelDescriptor&) const { return 0; }
 
@@ -110,8 +119,12 @@ class FilterBase {
     input->consumers.push_back(this);
   }
 
+  // One program run for the kernels of all stages, arguments named by stage.
+  void runStages(Host* host, DeviceBuffer& target, const DeviceBuffer* const* inputBuffers);
+
  private:
   void handOverCachedResult(Result& result, bool& exclusive);
+  void handOverCachedDeviceResult(Host* host, const Image& templateImage, Result& result, bool& exclusive);
 };
 
 // Bytes of a node's output over its region. The area is taken in 32 bits,
@@ -237,3 +250,6 @@ void FilterBase<Host>::evaluate(Host* host, const Image& templateImage, Result& 
 }
 
 }  // namespace OZ::Image
+
+// The definitions of the device path's members.
+#include "image/device_evaluation.h"

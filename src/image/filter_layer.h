@@ -22,6 +22,16 @@ class FilterLayer final : public FilterBase<Host> {
   std::uint64_t progressUnits() const override { return 0; }
   Image* directImage() const override { return image; }
 
+  // On a device the layer needs no program, only the device it was asked for.
+  int deviceMode(DeviceContext* device) const override {
+    return device && device->table && device->usable && deviceState ? 1 : 0;
+  }
+  void buildProgram(Host*, DeviceContext* device, const PixelDescriptor&) override { deviceState = device; }
+  // Only reached as the root of a graph: the frame goes into the device target.
+  void runKernel(Host*, DeviceBuffer& target, const DeviceBuffer* const*) override {
+    if (image) copyImageToDevice(*target.owner, *image, target);
+  }
+
   // Only reached as the root of a graph: the frame is copied through.
   void process(Host*, Image& output, Image* const*) override {
     if (image->firstRow() != output.firstRow()) output.copyFrom(*image);
@@ -29,7 +39,7 @@ class FilterLayer final : public FilterBase<Host> {
 
   Image* image;
   Rect layerBounds;
-  DeviceContext* deviceState = nullptr;
+  DeviceContext* deviceState = nullptr;  // remembered by buildProgram
 };
 
 }  // namespace OZ::Image

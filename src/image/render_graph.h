@@ -158,10 +158,9 @@ void estimatePeaks(FilterBase<Host>* root, const PixelDescriptor& descriptor) {
   visit(visit, root);
 }
 
-// Prepares the graph and evaluates the root into target, which owns or
-// wraps the final pixels.
+// The passes before a render into target, in their fixed order.
 template <class Host>
-void renderGraph(FilterBase<Host>* root, Host* host, ImageBuffer<Host>& target) {
+void prepareRender(FilterBase<Host>* root, Host* host, const ImageBuffer<Host>& target) {
   const Rect request = target.bounds;
   pruneConsumers(root);
   simplifyGraph(root);
@@ -176,9 +175,27 @@ void renderGraph(FilterBase<Host>* root, Host* host, ImageBuffer<Host>& target) 
     nodes.total = units;
     nodes.share = 1;
   }
+}
+
+// Prepares the graph and evaluates the root into target, which owns or
+// wraps the final pixels.
+template <class Host>
+void renderGraph(FilterBase<Host>* root, Host* host, ImageBuffer<Host>& target) {
+  prepareRender(root, host, target);
   EvalResult<Host> result{borrowed(&target), nullptr};
   bool exclusive = true;
   root->evaluate(host, target, result, exclusive, 0);
+}
+
+// The same render with the nodes that can run on device, there. Pixels end
+// in target as with renderGraph; observer, when given, hears of each step.
+template <class Host>
+void renderGraphOnDevice(FilterBase<Host>* root, Host* host, DeviceContext* device, ImageBuffer<Host>& target,
+                         DeviceObserver* observer = nullptr) {
+  prepareRender(root, host, target);
+  EvalResult<Host> result{borrowed(&target), nullptr};
+  bool exclusive = true;
+  root->evaluateOnDevice(host, device, observer, target, result, exclusive, 0);
 }
 
 }  // namespace OZ::Image

@@ -17,6 +17,11 @@ class AlphaFilter : public Filter<Host> {
     runAlphaBand(Operation, this->output->depth, channelOrder(this->output->format), this->targetView(),
                  this->sourceView(0), band, progress);
   }
+
+  // On a device: the program, one input, no arguments (the inherited
+  // runKernel). The program comes from a driver that knows the kernel; this
+  // filter builds none.
+  void buildProgram(Host*, DeviceContext*, const PixelDescriptor&) override {}
 };
 
 }  // namespace OZ::Image

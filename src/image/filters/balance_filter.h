@@ -3,6 +3,7 @@
 // optionally through a gamma curve, on the three colour channels.
 
 #include "image/device.h"
+#include "image/device_program.h"
 #include "image/filter.h"
 #include "image/filters/balance_kernels.h"
 #include "image/shared_ref.h"
@@ -31,6 +32,25 @@ class BalanceFilter : public Filter<Host> {
     HostProgress<Host> progress = this->progressFor(threadIndex);
     runBalanceBand(this->output->depth, channelOrder(this->output->format), this->targetView(), this->sourceView(0),
                    band, progress, scale, offset, gamma, clamp);
+  }
+
+  // On a device: the values on the scale 0 to 1 at every depth. Without a
+  // curve `program` runs with scale and offset, with one `secondProgram`
+  // with the exponent as well. Programs come from a driver that knows the
+  // kernels; this filter builds none.
+  void buildProgram(Host*, DeviceContext*, const PixelDescriptor&) override {}
+  std::size_t kernelArgumentCount() const override { return gamma == 1.0f ? 2 : 3; }
+  void fillKernelArguments(KernelArgument* arguments) const override {
+    float scale, offset;
+    getScaleOffset(scale, offset);
+    arguments[0] = floatArgument("scale", {scale, scale, scale, 1.0f});
+    arguments[1] = floatArgument("offset", {offset, offset, offset, 0.0f});
+    if (gamma != 1.0f) arguments[2] = floatArgument("gamma", {balanceExponent<ScalarLevel>(gamma)});
+  }
+  void runKernel(Host*, DeviceBuffer& target, const DeviceBuffer* const* inputBuffers) override {
+    KernelArgument arguments[4] = {};
+    BalanceFilter::fillKernelArguments(arguments);
+    runDeviceProgram(gamma == 1.0f ? this->program : secondProgram, target, inputBuffers, 1, arguments);
   }
 
   // The linear part of the mapping; subclasses map differently.

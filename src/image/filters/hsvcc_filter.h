@@ -29,6 +29,19 @@ class HSVCCFilter final : public BalanceFilter<Host> {
                  band, progress, hueShift, saturationScale, valueScale);
   }
 
+  // On a device: with hue and saturation unchanged the levels program runs
+  // first; the filter's own program runs in every case after it, and its
+  // output is what stays.
+  std::size_t kernelArgumentCount() const override { return 2; }
+  void fillKernelArguments(KernelArgument* arguments) const override {
+    arguments[0] = floatArgument("ccH", {hueShift});
+    arguments[1] = floatArgument("ccSV", {saturationScale, valueScale});
+  }
+  void runKernel(Host* host, DeviceBuffer& target, const DeviceBuffer* const* inputBuffers) override {
+    if (hueShift == 0.0f && saturationScale == 1.0f) BalanceFilter<Host>::runKernel(host, target, inputBuffers);
+    FilterBase<Host>::runKernel(host, target, inputBuffers);
+  }
+
   void getScaleOffset(float& scale, float& offset) const override {
     scale = valueScale;
     offset = 0.0f;
