@@ -410,12 +410,24 @@ def blur_store(v, depth, vector):
     return white if t > white else truncate(t)
 
 
+_blurred = {}
+
+
 def blur(image, name, level, width, height, sigma_x, sigma_y, order_x=0, order_y=0):
     """Rows first into an image of the same format, then columns. Every line
     starts its recursion at the image's own edges. Any level with SSE2 takes
-    the vector family."""
-    depth = depth_of(name)
+    the vector family. Results are kept: frames of one layer share masks."""
     vector = level != "scalar"
+    key = (tuple(image), name, vector, width, height, sigma_x, sigma_y, order_x, order_y)
+    if key not in _blurred:
+        if len(_blurred) > 64:
+            _blurred.clear()
+        _blurred[key] = _blur(image, name, vector, width, height, sigma_x, sigma_y, order_x, order_y)
+    return list(_blurred[key])
+
+
+def _blur(image, name, vector, width, height, sigma_x, sigma_y, order_x, order_y):
+    depth = depth_of(name)
     cx, cy = Deriche(f32(sigma_x), order_x), Deriche(f32(sigma_y), order_y)
     line = line_vector if vector else line_scalar
     if vector:
