@@ -225,7 +225,7 @@ def check_blend(tool, tally, levels, rng):
         b_values = values_in_range(fmt, count, rng)
         alpha = model.roles(fmt)[3]
         for i in range(alpha, count, 4):  # the alphas in range: the stencil's product then is too
-            a_values[i] = min(a_values[i], model.white_of(fmt)) if FORMATS[fmt][0] != "f" else abs(a_values[i])
+            a_values[i] = abs(a_values[i]) if model.depth_of(fmt) == 32 else min(a_values[i], int(model.white_of(fmt)))
         a_path = tool.image("blend-a.raw", fmt, a_values)
         b_path = tool.image("blend-b.raw", fmt, b_values)
         for mode, opacity in ((31, 1.0), (31, 0.0), (31, 0.6), (0, 1.0), (0, 0.0), (0, 0.35)):
