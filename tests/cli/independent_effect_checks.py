@@ -237,11 +237,11 @@ def check_blend(tool, tally, levels, rng):
 
 
 def check_schedule(tool, tally):
-    for quirk_time, random_quirk in ((3.0, 0.0), (1.0, 0.0), (4.5, 100.0), (2.0, 37.0)):
+    for quirk_time, random_quirk in ((3.0, 0.0), (1.0, 0.0), (1.0, 100.0), (4.5, 100.0), (2.0, 37.0)):
         result = tool.must("schedule", "--quirk-time", repr(quirk_time), "--random-quirk", repr(random_quirk),
-                           "--first", "-2", "--last", "60")
+                           "--first", "-2", "--last", "300")
         actual = [float(line.split()[1]) for line in result.stdout.split("\n") if line.strip()]
-        expected = [model.pulse_opacity(frame, quirk_time, random_quirk) for frame in range(-2, 61)]
+        expected = [model.pulse_opacity(frame, quirk_time, random_quirk) for frame in range(-2, 301)]
         tally.compare("schedule T=%r R=%r" % (quirk_time, random_quirk), expected, actual)
 
 
