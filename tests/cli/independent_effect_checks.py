@@ -8,7 +8,9 @@ blend and the render are skipped, with a line that says so, while the tool
 does not know them.
 
 Tolerances. Schedule, levels, hue/saturation, blend and both blur families
-are compared exactly at every level, and so is the rendered colour (the
+are compared exactly at every level (but for a 16-bit alpha above 32768,
+which a vector hue/saturation kernel limits or copies by the pixel's place
+in a four-pixel block), and so is the rendered colour (the
 stencil keeps the layer's colour). The rendered alpha is compared exactly at
 the scalar level, on gap frames (opacity 0 makes it 0) and on unmasked
 frames (source or transparent). Elsewhere it is read from the blurred mask,
