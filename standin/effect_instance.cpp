@@ -230,6 +230,16 @@ SmartFrame EffectInstance::renderFrame(PF_EffectWorld* input, A_long frame) {
   return smartRender(PF_LRect{0, 0, input->width, input->height});
 }
 
+PF_Err EffectInstance::smartPreRender(PF_PreRenderInput& input, PF_PreRenderOutput& output) {
+  PF_PreRenderCallbacks callbacks{checkoutLayerCallback, guidMixInCallback};
+  PF_PreRenderExtra extra{&input, &output, &callbacks};
+  checkouts_.clear();
+  phase_ = Phase::PreRender;
+  const PF_Err result = call(PF_Cmd_SMART_PRE_RENDER, nullptr, nullptr, &extra);
+  phase_ = Phase::Idle;
+  return result;
+}
+
 SmartFrame EffectInstance::smartRender(const PF_LRect& request) {
   SmartFrame frame;
   frame.output = OwnedWorld(nullptr, WorldDisposer{&host_});
@@ -241,12 +251,7 @@ SmartFrame EffectInstance::smartRender(const PF_LRect& request) {
   preInput.output_request.channel_mask = PF_ChannelMask_ARGB;
   preInput.bitdepth = bitDepth;
   PF_PreRenderOutput preOutput{};
-  PF_PreRenderCallbacks preCallbacks{checkoutLayerCallback, guidMixInCallback};
-  PF_PreRenderExtra preExtra{&preInput, &preOutput, &preCallbacks};
-  checkouts_.clear();
-  phase_ = Phase::PreRender;
-  frame.preRenderResult = call(PF_Cmd_SMART_PRE_RENDER, nullptr, nullptr, &preExtra);
-  phase_ = Phase::Idle;
+  frame.preRenderResult = smartPreRender(preInput, preOutput);
   frame.message = message_;
   frame.resultRect = preOutput.result_rect;
   frame.maxResultRect = preOutput.max_result_rect;

@@ -65,6 +65,10 @@ class EffectInstance {
   // The whole frame at `frame` time steps, through both smart commands.
   SmartFrame renderFrame(PF_EffectWorld* input, A_long frame);
   SmartFrame smartRender(const PF_LRect& request);
+  // The pre-render command alone, with records the caller made: the output
+  // may come preset, as a host may preset it. Freeing the pre-render data
+  // is the caller's.
+  PF_Err smartPreRender(PF_PreRenderInput& input, PF_PreRenderOutput& output);
   PF_Err render(PF_EffectWorld& output);  // the classic command
   PF_Err userChangedParam(PF_ParamIndex index);
   PF_Err updateParamsUI();

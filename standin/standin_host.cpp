@@ -194,6 +194,16 @@ PixelFormatCode StandInHost::formatOf(const PF_EffectWorld& world) const {
   return found == worlds_.end() ? 0 : found->second->format;
 }
 
+int StandInHost::worldRequests() const {
+  std::lock_guard<std::mutex> guard(mutex_);
+  return worldRequests_;
+}
+
+int StandInHost::handleRequests() const {
+  std::lock_guard<std::mutex> guard(mutex_);
+  return handleRequests_;
+}
+
 std::size_t StandInHost::liveWorlds() const {
   std::lock_guard<std::mutex> guard(mutex_);
   return pluginWorlds_;

@@ -98,6 +98,10 @@ class StandInHost {
   // application took over (default texts, parameter values) are not counted.
   std::size_t liveHandles() const;
   std::size_t liveWorlds() const;  // worlds the plug-in asked for
+  // Requests the plug-in made so far, refused or not: the Nth is what the
+  // faults count.
+  int worldRequests() const;
+  int handleRequests() const;
   // Suites acquired and not yet released, by name and version.
   std::size_t heldSuites() const;
   std::vector<std::pair<std::string, int>> suiteCalls() const;  // acquire (+) and release (-) in order
