@@ -1,6 +1,7 @@
 #include "standin/standin_callbacks.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "standin/effect_instance.h"
@@ -53,6 +54,20 @@ A_char* ansiStrcpy(A_char* target, const A_char* source) { return std::strcpy(ta
 
 PF_Err abortCallback(PF_ProgPtr effectRef) { return hostOf(effectRef).abortCheck(); }
 
+[[noreturn]] void notImplemented(const char* callback) {
+  std::fprintf(stderr, "stand-in host: %s is not implemented\n", callback);
+  std::abort();
+}
+PF_Err registerUi(PF_ProgPtr, PF_CustomUIInfo*) { notImplemented("register_ui"); }
+PF_Err checkoutLayerAudio(PF_ProgPtr, PF_ParamIndex, A_long, A_long, A_u_long, PF_UFixed, A_long, A_long, A_long,
+                          PF_LayerAudio*) {
+  notImplemented("checkout_layer_audio");
+}
+PF_Err checkinLayerAudio(PF_ProgPtr, PF_LayerAudio) { notImplemented("checkin_layer_audio"); }
+PF_Err getAudioData(PF_ProgPtr, PF_LayerAudio, PF_SndSamplePtr*, A_long*, PF_UFixed*, A_long*, A_long*, A_long*) {
+  notImplemented("get_audio_data");
+}
+
 PF_Err checkoutParam(PF_ProgPtr effectRef, PF_ParamIndex index, A_long time, A_long, A_u_long, PF_ParamDef* param) {
   StandInHost& host = hostOf(effectRef);
   host.noteInteraction("checkout_param");
@@ -101,6 +116,10 @@ void installInteractCallbacks(PF_InteractCallbacks& inter) {
   inter.add_param = addParam;
   inter.abort = abortCallback;
   inter.progress = progressCallback;
+  inter.register_ui = registerUi;
+  inter.checkout_layer_audio = checkoutLayerAudio;
+  inter.checkin_layer_audio = checkinLayerAudio;
+  inter.get_audio_data = getAudioData;
 }
 
 }  // namespace StandIn

@@ -157,31 +157,34 @@ TEST(HostThreads, OnlyThreadIndexZeroCallsTheHost) {
 }
 
 TEST(HostThreads, TheImageIsTheSameOnOneThreadAndOnMany) {
-  auto hostWith = [](int iterations, A_short version = 13, bool iterate = true) {
-    StandIn::Settings settings;
+  auto hostLike = [](const StandIn::Settings& base, int iterations, A_short version = 13, bool iterate = true) {
+    StandIn::Settings settings = base;
     settings.iterations = iterations;
     settings.versionMajor = version;
     settings.iterateGeneric = iterate;
     return settings;
   };
-  const std::vector<std::pair<const char*, StandIn::Settings>> hosts = {
-      {"one iteration", hostWith(1)},
-      {"three", hostWith(3)},
-      {"eight", hostWith(8)},
-      {"an old host", hostWith(8, 11)},
-      {"no threaded iteration", hostWith(8, 13, false)}};
-  for (const PixelFormatCode format : {formatCode("bgra"), formatCode("Bgra"), formatCode("ARgb")}) {
+  std::vector<Scenario> scenarios = glowScenarios();
+  for (const Scenario& scenario : quirkScenarios()) scenarios.push_back(scenario);
+  for (const Scenario& scenario : scenarios) {
+    const std::vector<std::pair<const char*, StandIn::Settings>> hosts = {
+        {"one iteration", hostLike(scenario.settings, 1)},
+        {"three", hostLike(scenario.settings, 3)},
+        {"eight", hostLike(scenario.settings, 8)},
+        {"an old host", hostLike(scenario.settings, 8, 11)},
+        {"no threaded iteration", hostLike(scenario.settings, 8, 13, false)}};
     std::vector<unsigned char> first;
     for (const auto& [name, settings] : hosts) {
-      Application app(HostTests::entryOf<HostTests::GlowEffect>, settings);
+      Application app(scenario.entry, settings);
       ASSERT_EQ(app.effect.apply(), PF_Err_NONE);
-      const StandIn::SmartFrame frame = app.effect.renderFrame(app.layer(37, 29, format), 0);
-      ASSERT_EQ(frame.result(), PF_Err_NONE) << name << ": " << frame.message;
-      const std::vector<unsigned char> pixels = TestSupport::pixelsOf(*frame.output, format);
+      scenario.controls(app.effect.params);
+      const StandIn::SmartFrame frame = app.effect.renderFrame(app.layer(37, 29, scenario.format), scenario.frame);
+      ASSERT_EQ(frame.result(), PF_Err_NONE) << scenario.name << ", " << name << ": " << frame.message;
+      const std::vector<unsigned char> pixels = TestSupport::pixelsOf(*frame.output, scenario.format);
       if (first.empty())
         first = pixels;
       else
-        EXPECT_EQ(pixels, first) << name;
+        EXPECT_EQ(pixels, first) << scenario.name << ", " << name;
     }
   }
 }

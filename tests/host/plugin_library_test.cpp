@@ -196,6 +196,28 @@ TEST(PluginRender, AnUnmaskedFramePassesOnAPulseAndClearsInAGap) {
   }
 }
 
+TEST(PluginRender, ThePreRenderAsksForTheRequestOnAPulseAndForNothingInAGap) {
+  Application app(plugin().entry());
+  ASSERT_EQ(app.effect.apply(), PF_Err_NONE);
+  app.effect.params.setBool(kUnmasked, true);
+  app.effect.params.setLayer(0, app.layer(30, 20, formatCode("bgra")));
+  for (const auto& [frame, asked] : {std::pair<A_long, PF_LRect>{0, {4, 3, 17, 11}}, {3, {0, 0, 0, 0}}}) {
+    app.host.setTime(frame, 1);
+    PF_PreRenderInput input{};
+    input.output_request.rect = {4, 3, 17, 11};
+    PF_PreRenderOutput output{};
+    ASSERT_EQ(app.effect.smartPreRender(input, output), PF_Err_NONE);
+    const PF_LRect& granted = app.effect.lastCheckouts().at(0).result.result_rect;
+    EXPECT_EQ(granted.left, asked.left) << frame;
+    EXPECT_EQ(granted.right, asked.right) << frame;
+    EXPECT_EQ(granted.bottom, asked.bottom) << frame;
+    EXPECT_EQ(output.result_rect.left, 4) << "the effect can make the whole request";
+    EXPECT_EQ(output.result_rect.bottom, 11);
+    EXPECT_EQ(output.max_result_rect.right, 30);
+    EXPECT_EQ(output.pre_render_data, nullptr);
+  }
+}
+
 TEST(PluginRender, TheMaskedLookRendersOrFailsCleanly) {
   Application app(plugin().entry());
   ASSERT_EQ(app.effect.apply(), PF_Err_NONE);
