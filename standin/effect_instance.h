@@ -5,6 +5,18 @@
 // would pass, and the parameter and smart-render callbacks answered here.
 // The entry function may be a loaded plug-in's PluginEntry or one built in
 // process; the instance cannot tell the difference.
+//
+// A frame of the built plug-in, as a tool renders it:
+//
+//   StandIn::StandInHost host;
+//   StandIn::PluginLoader plugin(StandIn::PluginLoader::builtPluginPath());
+//   StandIn::EffectInstance effect(host, plugin.entry());
+//   if (effect.apply() != PF_Err_NONE) ...           // global and parameter setup
+//   effect.params.setFloat(1, 5.0);                  // controls by host index
+//   StandIn::SmartFrame frame = effect.renderFrame(layer, 12);
+//   if (frame.result() != PF_Err_NONE) ...           // frame.message says why
+//   // frame.output covers frame.resultRect of the layer, or is null when
+//   // the effect made nothing there.
 
 #include <cstdint>
 #include <map>
@@ -35,7 +47,8 @@ struct SmartFrame {
   std::string message;    // what the plug-in flagged for the user, if anything
   PF_LRect resultRect{};
   PF_LRect maxResultRect{};
-  // The output, in layer coordinates: origin_x and origin_y give its corner.
+  // The output, covering resultRect of the layer: origin_x and origin_y
+  // give its corner. Null when nothing was rendered.
   OwnedWorld output;
   // Layer checkouts the plug-in did not give back before the render ended;
   // the application takes them back itself.

@@ -161,6 +161,23 @@ TEST(SmartRender, EveryLayerIsCheckedInOnEveryWayOut) {
   }
 }
 
+TEST(SmartRender, TheHostsRefusalsComeBackAsTheirCodes) {
+  for (int refused = 1; refused <= 3; ++refused) {
+    LayersFixture f;
+    f.app.host.faults.refuseLayerCheckout = refused;
+    const StandIn::SmartFrame frame = f.app.effect.renderFrame(f.input, 0);
+    EXPECT_EQ(frame.preRenderResult, PF_Err_OUT_OF_MEMORY) << refused;
+    EXPECT_TRUE(frame.message.empty()) << "the host's own code carries no message";
+    EXPECT_TRUE(f.app.leftNothing());
+  }
+  LayersFixture f;
+  f.app.host.faults.refuseOutput = true;
+  const StandIn::SmartFrame frame = f.app.effect.renderFrame(f.input, 0);
+  EXPECT_EQ(frame.renderResult, PF_Err_OUT_OF_MEMORY);
+  EXPECT_EQ(f.app.effect.pixelCheckouts(), 1) << "nothing more is asked once the output is refused";
+  EXPECT_TRUE(f.app.leftNothing());
+}
+
 TEST(SmartRender, ALayerNumberWithoutAControlIsRefused) {
   LayersFixture f;
   LayersEffect::layersWanted = 3;
