@@ -5,6 +5,7 @@
 
 namespace StrobeQuirk::Cli {
 
+extern const Command kAboutCommand;
 extern const Command kConvertCommand;
 extern const Command kSampleCommand;
 extern const Command kParamsCommand;

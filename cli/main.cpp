@@ -19,6 +19,7 @@ const Command* const kCommands[] = {
     &kPresetCommand,
     &kScheduleCommand,
     &kFilterCommand,
+    &kAboutCommand,
 };
 
 void printHelp(std::ostream& out) {

@@ -25,7 +25,9 @@ int runSchedule(const std::vector<std::string>& words) {
   if (first > last) throw UsageError("--first is after --last");
 
   Session session;
-  std::unique_ptr<OZ::Host::Param::Parameters> store(session.host.makeParameters());
+  // A store of its own: the values stay in its records, with no effect
+  // instance in a host behind them.
+  auto store = std::make_unique<OZ::Host::Param::Parameters>();
   session.host.defineParameters(*store);
   // Through the store, so the values are clamped as the host's controls are.
   if (arguments.has("--quirk-time")) store->setFloat(kQuirkTimeIndex, arguments.number("--quirk-time", 0));

@@ -7,6 +7,10 @@
 
 namespace StandIn {
 
+// The stand-in an effect reference belongs to; any other reference ends
+// the process.
+StandInHost& hostOfEffect(PF_ProgPtr effectRef);
+
 void installUtilityCallbacks(PF_UtilCallbacks& utils, const Settings& settings);
 void installInteractCallbacks(PF_InteractCallbacks& inter);
 SPBasicSuite* basicSuite();

@@ -1,8 +1,11 @@
 #include "standin/standin_host.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <stdexcept>
+#include <string>
 
 #include "standin/standin_callbacks.h"
 #include "standin/standin_pool.h"
@@ -13,8 +16,8 @@ namespace {
 StandInHost* liveHost = nullptr;
 
 constexpr std::size_t kRowAlignment = 16;
-constexpr std::size_t kGuardBytes = 64;
-constexpr std::size_t kSpareBlocks = 4;  // freed worlds kept for reuse  // after the last row: overruns land here, not in another block
+constexpr std::size_t kGuardBytes = 64;  // after the last row: overruns land here, not in another block
+constexpr std::size_t kSpareBlocks = 4;  // freed worlds kept for reuse
 
 }  // namespace
 
@@ -30,6 +33,7 @@ struct HandleRecord {
   void* data;  // first, so that a handle is a pointer to its data pointer
   A_HandleSize size;
   int locks;
+  bool application;  // the application's own, or handed over to it
 };
 
 StandInHost::StandInHost(const Settings& settings) : settings_(settings), previous_(liveHost) {
@@ -190,6 +194,16 @@ PixelFormatCode StandInHost::formatOf(const PF_EffectWorld& world) const {
   return found == worlds_.end() ? 0 : found->second->format;
 }
 
+int StandInHost::worldRequests() const {
+  std::lock_guard<std::mutex> guard(mutex_);
+  return worldRequests_;
+}
+
+int StandInHost::handleRequests() const {
+  std::lock_guard<std::mutex> guard(mutex_);
+  return handleRequests_;
+}
+
 std::size_t StandInHost::liveWorlds() const {
   std::lock_guard<std::mutex> guard(mutex_);
   return pluginWorlds_;
@@ -200,7 +214,7 @@ std::size_t StandInHost::liveWorlds() const {
 PF_Handle StandInHost::allocateHandle(A_HandleSize bytes) {
   std::lock_guard<std::mutex> guard(mutex_);
   if (++handleRequests_ == faults.refuseHandle) return nullptr;
-  auto* record = new HandleRecord{std::malloc(bytes ? bytes : 1), bytes, 0};
+  auto* record = new HandleRecord{std::malloc(bytes ? bytes : 1), bytes, 0, false};
   if (!record->data) {
     delete record;
     return nullptr;
@@ -208,6 +222,24 @@ PF_Handle StandInHost::allocateHandle(A_HandleSize bytes) {
   PF_Handle handle = &record->data;
   handles_[handle] = record;
   return handle;
+}
+
+PF_Handle StandInHost::applicationHandle(A_HandleSize bytes) {
+  std::lock_guard<std::mutex> guard(mutex_);
+  auto* record = new HandleRecord{std::malloc(bytes ? bytes : 1), bytes, 0, true};
+  if (!record->data) {
+    delete record;
+    throw std::bad_alloc();
+  }
+  PF_Handle handle = &record->data;
+  handles_[handle] = record;
+  return handle;
+}
+
+void StandInHost::adoptHandle(PF_Handle handle) {
+  std::lock_guard<std::mutex> guard(mutex_);
+  auto found = handles_.find(handle);
+  if (found != handles_.end()) found->second->application = true;
 }
 
 void* StandInHost::lockHandle(PF_Handle handle) {
@@ -256,7 +288,9 @@ PF_Err StandInHost::resizeHandle(A_HandleSize bytes, PF_Handle* handle) {
 
 std::size_t StandInHost::liveHandles() const {
   std::lock_guard<std::mutex> guard(mutex_);
-  return handles_.size();
+  std::size_t count = 0;
+  for (const auto& entry : handles_) count += !entry.second->application;
+  return count;
 }
 
 // ---- copy and fill ---------------------------------------------------------
@@ -329,12 +363,58 @@ PF_Err StandInHost::fill(const PF_Pixel* color, const PF_Rect* rect, PF_EffectWo
 
 // ---- interaction -----------------------------------------------------------
 
+void StandInHost::reportViolation(const std::string& what) {
+  std::lock_guard<std::mutex> guard(mutex_);
+  violations_.push_back(what);
+}
+
+std::vector<std::string> StandInHost::violations() const {
+  std::lock_guard<std::mutex> guard(mutex_);
+  return violations_;
+}
+
+void StandInHost::noteInteraction(const char* callback) {
+  const A_long thread = Pool::currentThreadIndex();
+  if (thread > 0) reportViolation(std::string(callback) + " called from thread index " + std::to_string(thread));
+}
+
+void StandInHost::countSuiteFunction(const char* function) {
+  std::lock_guard<std::mutex> guard(mutex_);
+  ++suiteFunctionCalls_[function];
+}
+
+int StandInHost::suiteFunctionCalls(const std::string& function) const {
+  std::lock_guard<std::mutex> guard(mutex_);
+  auto found = suiteFunctionCalls_.find(function);
+  return found == suiteFunctionCalls_.end() ? 0 : found->second;
+}
+
+void StandInHost::recordUiUpdate(PF_ParamIndex index, const PF_ParamDef& def) {
+  std::lock_guard<std::mutex> guard(mutex_);
+  uiUpdates_.emplace_back(index, def);
+}
+
+std::vector<std::pair<PF_ParamIndex, PF_ParamDef>> StandInHost::uiUpdates() const {
+  std::lock_guard<std::mutex> guard(mutex_);
+  return uiUpdates_;
+}
+
+EffectInstance& StandInHost::instance() {
+  if (!instance_) {
+    std::fputs("stand-in host: a parameter or layer callback came with no effect instance\n", stderr);
+    std::abort();
+  }
+  return *instance_;
+}
+
 PF_Err StandInHost::abortCheck() {
+  noteInteraction("abort");
   const int call = ++abortCalls_;
   return faults.abortOnCall && call >= faults.abortOnCall ? PF_Interrupt_CANCEL : PF_Err_NONE;
 }
 
 PF_Err StandInHost::progress(A_long current, A_long total) {
+  noteInteraction("progress");
   std::lock_guard<std::mutex> guard(mutex_);
   progressTrace_.emplace_back(current, total);
   ++progressCalls_;

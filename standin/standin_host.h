@@ -47,8 +47,12 @@ struct Settings {
   bool utilitySuite = true;
   bool opaqueEffectDataSuite = true;
   bool iterateGeneric = true;  // false: utils->iterate_generic is null
+  bool handleCallbacks = true;  // false: the five handle callbacks of utils are null
   // Iterations granted for PF_Iterations_ONCE_PER_PROCESSOR; 0: one per processor.
   int iterations = 0;
+  // Further suites the broker hands out, by name and version; every call
+  // into one ends the process with its name.
+  std::vector<std::pair<std::string, int>> moreSuites;
 };
 
 struct Faults {
@@ -59,7 +63,14 @@ struct Faults {
   PF_Err fillError = 0;        // fill fails with this code
   int abortOnCall = 0;         // the abort callback answers 517 from its Nth call on
   int abortOnProgress = 0;     // the progress callback answers 517 from its Nth call on
+  int refuseAddParam = 0;      // add_param refuses its Nth definition with addParamError
+  PF_Err addParamError = PF_Err_INTERNAL_STRUCT_DAMAGED;
+  int refuseLayerCheckout = 0;  // checkout_layer refuses its Nth call
+  int refuseLayerPixels = 0;    // checkout_layer_pixels refuses its Nth call
+  bool refuseOutput = false;    // checkout_output refuses
 };
+
+class EffectInstance;
 
 class StandInHost {
  public:
@@ -83,9 +94,14 @@ class StandInHost {
                                  std::int32_t originX = 0, std::int32_t originY = 0, bool negativeRows = false);
   void disposeLayerWorld(PF_EffectWorld* world);
 
-  // What the plug-in holds of the host's memory right now.
+  // What the plug-in holds of the host's memory right now. Handles the
+  // application took over (default texts, parameter values) are not counted.
   std::size_t liveHandles() const;
   std::size_t liveWorlds() const;  // worlds the plug-in asked for
+  // Requests the plug-in made so far, refused or not: the Nth is what the
+  // faults count.
+  int worldRequests() const;
+  int handleRequests() const;
   // Suites acquired and not yet released, by name and version.
   std::size_t heldSuites() const;
   std::vector<std::pair<std::string, int>> suiteCalls() const;  // acquire (+) and release (-) in order
@@ -100,6 +116,27 @@ class StandInHost {
   // Frame time for currentFrame(): current_time / time_step.
   void setTime(A_long currentTime, A_long timeStep, A_u_long timeScale = 1);
 
+  // Everything the plug-in did that a host does not allow: a host call from
+  // a worker other than thread index 0, a check-in of what was not checked
+  // out, a callback outside the command it belongs to. Empty when it kept
+  // every rule.
+  std::vector<std::string> violations() const;
+  void reportViolation(const std::string& what);
+  // An interaction callback is being answered: only the thread that may
+  // call the host may do that.
+  void noteInteraction(const char* callback);
+
+  // Calls into the suites the stand-in implements, by function name.
+  int suiteFunctionCalls(const std::string& function) const;
+  void countSuiteFunction(const char* function);
+  // What PF_UpdateParamUI was sent: host index and definition, in order.
+  std::vector<std::pair<PF_ParamIndex, PF_ParamDef>> uiUpdates() const;
+  void recordUiUpdate(PF_ParamIndex index, const PF_ParamDef& def);
+
+  // The effect instance the parameter and layer callbacks go to.
+  void attachInstance(EffectInstance* instance) { instance_ = instance; }
+  EffectInstance& instance();
+
   // The format the stand-in knows a world by, or 0.
   PixelFormatCode formatOf(const PF_EffectWorld& world) const;
 
@@ -109,6 +146,10 @@ class StandInHost {
   PF_Err allocateWorld(A_long width, A_long height, PixelFormatCode format, bool clear, PF_EffectWorld* world);
   PF_Err releaseWorld(PF_EffectWorld* world);
   PF_Handle allocateHandle(A_HandleSize bytes);
+  // A handle of the application's own, never refused and not counted.
+  PF_Handle applicationHandle(A_HandleSize bytes);
+  // The plug-in handed this handle over: it is the application's now.
+  void adoptHandle(PF_Handle handle);
   void* lockHandle(PF_Handle handle);
   void unlockHandle(PF_Handle handle);
   void disposeHandle(PF_Handle handle);
@@ -141,6 +182,10 @@ class StandInHost {
   std::vector<std::pair<A_long, A_long>> progressTrace_;
   std::atomic<int> abortCalls_{0};
   int progressCalls_ = 0;
+  std::vector<std::string> violations_;
+  std::map<std::string, int> suiteFunctionCalls_;
+  std::vector<std::pair<PF_ParamIndex, PF_ParamDef>> uiUpdates_;
+  EffectInstance* instance_ = nullptr;
   std::unique_ptr<Pool> pool_;
   StandInHost* previous_;
 };

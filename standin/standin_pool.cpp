@@ -1,6 +1,11 @@
 #include "standin/standin_pool.h"
 
 namespace StandIn {
+namespace {
+thread_local A_long runningThreadIndex = -1;
+}  // namespace
+
+A_long StandInHost::Pool::currentThreadIndex() { return runningThreadIndex; }
 
 int StandInHost::Pool::processors() {
   const unsigned count = std::thread::hardware_concurrency();
@@ -36,7 +41,10 @@ void StandInHost::Pool::work(Job& job) {
   for (;;) {
     const A_long iteration = job.next++;
     if (iteration >= job.iterations) return;
+    const A_long outside = runningThreadIndex;
+    runningThreadIndex = iteration;
     const PF_Err result = job.function(job.refcon, iteration, iteration, job.iterations);
+    runningThreadIndex = outside;
     PF_Err none = PF_Err_NONE;
     if (result != PF_Err_NONE) job.firstError.compare_exchange_strong(none, result);
     if (++job.finished == job.iterations) {

@@ -22,6 +22,9 @@ struct StandInHost::Pool {
   Pool() = default;
   ~Pool();
   static int processors();
+  // The thread index of the iteration running on this thread, or -1 outside
+  // any iteration.
+  static A_long currentThreadIndex();
   // Blocks until every iteration has ended; the first non-zero result wins.
   PF_Err run(A_long iterations, void* refcon, Function function);
 

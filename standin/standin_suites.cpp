@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string>
 
+#include "standin/effect_instance.h"
 #include "standin/standin_callbacks.h"
 
 namespace StandIn {
@@ -65,17 +66,55 @@ const PF_PixelFormatSuite1 kPixelFormatSuite1{addFormat,      clearFormats,   ne
                                               formatOfWorld,  blackForFormat, whiteForFormat,   convertColor};
 const PF_PixelFormatSuite2 kPixelFormatSuite2{addFormat2, clearFormats};
 
+// ---- parameter suites ------------------------------------------------------------
+// Full precision is what these suites are for; the stand-in keeps no more
+// than the definition holds, so it answers from that.
+
+PF_Err floatColor(PF_ProgPtr effectRef, const PF_ParamDef* def, PF_PixelFloat* color) {
+  StandInHost& host = hostOfEffect(effectRef);
+  host.countSuiteFunction("PF_GetFloatingPointColorFromColorDef");
+  const PF_Pixel& bytes = def->u.cd.value;
+  *color = {bytes.alpha / 255.0f, bytes.red / 255.0f, bytes.green / 255.0f, bytes.blue / 255.0f};
+  return PF_Err_NONE;
+}
+const PF_ColorParamSuite1 kColorParamSuite{floatColor};
+
+PF_Err floatAngle(PF_ProgPtr effectRef, const PF_ParamDef* def, A_FpLong* degrees) {
+  StandInHost& host = hostOfEffect(effectRef);
+  host.countSuiteFunction("PF_GetFloatingPointValueFromAngleDef");
+  *degrees = def->u.ad.value / 65536.0;
+  return PF_Err_NONE;
+}
+const PF_AngleParamSuite1 kAngleParamSuite{floatAngle};
+
+// The control's looks change; a popup also shows the choice sent.
+PF_Err updateParamUi(PF_ProgPtr effectRef, PF_ParamIndex index, const PF_ParamDef* def) {
+  StandInHost& host = hostOfEffect(effectRef);
+  host.noteInteraction("PF_UpdateParamUI");
+  host.countSuiteFunction("PF_UpdateParamUI");
+  host.recordUiUpdate(index, *def);
+  ParamList& params = host.instance().params;
+  if (index <= 0 || std::size_t(index) >= params.count()) return PF_Err_INVALID_INDEX;
+  PF_ParamDef& stored = params.at(index).definition;
+  stored.ui_flags = def->ui_flags;
+  if (stored.param_type == PF_Param_POPUP) stored.u.pd.value = def->u.pd.value;
+  return PF_Err_NONE;
+}
+
+[[noreturn]] void paramUtilsEntry() { notImplemented("a function of \"PF Param Utils Suite\" other than PF_UpdateParamUI"); }
+using Entry = void (*)();
+const Entry kParamUtilsSuite[] = {reinterpret_cast<Entry>(updateParamUi), paramUtilsEntry, paramUtilsEntry,
+                                  paramUtilsEntry, paramUtilsEntry, paramUtilsEntry, paramUtilsEntry,
+                                  paramUtilsEntry, paramUtilsEntry, paramUtilsEntry};
+
 // ---- suites handed out but not implemented here ---------------------------------
-// The adapter acquires them and calls nothing in them yet; a call ends the
+// The adapter acquires them and calls nothing in them; a call ends the
 // process with the suite's name rather than pretending to work.
 
-using Entry = void (*)();
 template <int Suite>
 void unimplementedEntry() {
-  static const char* const names[] = {"PF ColorParamSuite",     "PF AngleParamSuite",
-                                      "PF Param Utils Suite",   "AEGP Render Suite",
-                                      "AEGP Layer Render Options Suite", "PF Utility Suite",
-                                      "Opaque Effect Data Suite"};
+  static const char* const names[] = {"AEGP Render Suite", "AEGP Layer Render Options Suite", "PF Utility Suite",
+                                      "Opaque Effect Data Suite", "a suite of Settings::moreSuites"};
   notImplemented(names[Suite]);
 }
 template <int Suite>
@@ -99,16 +138,16 @@ struct OfferedSuite {
 };
 
 const OfferedSuite kOffered[] = {
-    {"PF ColorParamSuite", 1, &Settings::colorParamSuite, Unimplemented<0>::table},
-    {"PF AngleParamSuite", 1, &Settings::angleParamSuite, Unimplemented<1>::table},
-    {"PF Param Utils Suite", 2, &Settings::paramUtilsSuite, Unimplemented<2>::table},
+    {"PF ColorParamSuite", 1, &Settings::colorParamSuite, &kColorParamSuite},
+    {"PF AngleParamSuite", 1, &Settings::angleParamSuite, &kAngleParamSuite},
+    {"PF Param Utils Suite", 2, &Settings::paramUtilsSuite, kParamUtilsSuite},
     {"PF World Suite", 2, &Settings::worldSuite, &kWorldSuite2},
     {"PF Pixel Format Suite", 1, &Settings::pixelFormatSuite1, &kPixelFormatSuite1},
     {"PF Pixel Format Suite", 2, &Settings::pixelFormatSuite2, &kPixelFormatSuite2},
-    {"AEGP Render Suite", 5, &Settings::renderSuite, Unimplemented<3>::table},
-    {"AEGP Layer Render Options Suite", 1, &Settings::layerRenderOptionsSuite, Unimplemented<4>::table},
-    {"PF Utility Suite", 2, &Settings::utilitySuite, Unimplemented<5>::table},
-    {"Opaque Effect Data Suite", 2, &Settings::opaqueEffectDataSuite, Unimplemented<6>::table},
+    {"AEGP Render Suite", 5, &Settings::renderSuite, Unimplemented<0>::table},
+    {"AEGP Layer Render Options Suite", 1, &Settings::layerRenderOptionsSuite, Unimplemented<1>::table},
+    {"PF Utility Suite", 2, &Settings::utilitySuite, Unimplemented<2>::table},
+    {"Opaque Effect Data Suite", 2, &Settings::opaqueEffectDataSuite, Unimplemented<3>::table},
 };
 
 SPErr acquire(const char* name, int32_t version, const void** suite) { return host().acquireSuite(name, version, suite); }
@@ -126,16 +165,18 @@ SPBasicSuite kBasicSuite{acquire, release, isEqual, allocateBlock, freeBlock, re
 SPBasicSuite* basicSuite() { return &kBasicSuite; }
 
 SPErr StandInHost::acquireSuite(const char* name, int32_t version, const void** suite) {
-  for (const OfferedSuite& offered : kOffered) {
-    if (std::strcmp(offered.name, name) != 0 || offered.version != version || !(settings_.*offered.offered)) continue;
-    std::lock_guard<std::mutex> guard(mutex_);
-    *suite = offered.table;
-    ++heldSuites_[{name, version}];
-    suiteCalls_.emplace_back(name, version);
-    return kSPNoError;
-  }
-  *suite = nullptr;
-  return kSuiteNotFound;
+  const void* table = nullptr;
+  for (const OfferedSuite& offered : kOffered)
+    if (std::strcmp(offered.name, name) == 0 && offered.version == version && settings_.*offered.offered)
+      table = offered.table;
+  for (const auto& more : settings_.moreSuites)
+    if (more.first == name && more.second == version) table = Unimplemented<4>::table;
+  *suite = table;
+  if (!table) return kSuiteNotFound;
+  std::lock_guard<std::mutex> guard(mutex_);
+  ++heldSuites_[{name, version}];
+  suiteCalls_.emplace_back(name, version);
+  return kSPNoError;
 }
 
 SPErr StandInHost::releaseSuite(const char* name, int32_t version) {

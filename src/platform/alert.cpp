@@ -1,3 +1,8 @@
+// Where there are no panels: the message goes to standard error with the
+// buttons it would have had, and the first button counts as pressed. The
+// text is written as it stands, never read as a format.
+#if !defined(__APPLE__)
+
 #include "platform/alert.h"
 
 #include <cstdio>
@@ -23,7 +28,10 @@ int showAlert(void*, const char* text, const char* title, std::uint64_t style) {
   if (second) std::fprintf(stderr, " [%s]", second);
   if (third) std::fprintf(stderr, " [%s]", third);
   std::fputc('\n', stderr);
+  std::fflush(stderr);
   return 1;
 }
 
 }  // namespace Platform
+
+#endif

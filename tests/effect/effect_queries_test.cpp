@@ -22,7 +22,7 @@ namespace {
 struct EffectFixture {
   EffectFixture() {
     effect.attach(standIn.inData(), standIn.outData(), nullptr, nullptr, nullptr);
-    store.reset(effect.makeParameters());
+    store = std::make_unique<QuirkPluginAE::Store>();  // values in the records, no host behind them
     effect.defineParameters(*store);
     store->setBool(true, kUnmaskedIndex);
     sourceWorld = standIn.makeLayerWorld(5, 4, formatCode("bgra"));

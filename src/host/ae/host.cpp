@@ -4,6 +4,7 @@
 
 #include "host/ae/parameters.h"
 #include "image/exception.h"
+#include "platform/system_handle.h"
 
 namespace OZ::Host::AE {
 namespace {
@@ -105,6 +106,10 @@ void Host::renderWithBounds(Store& store, Image& input, Image& outputImage, Imag
   prepareFrame(store, outputImage.bounds);
   prepareFrameBounds(store, outputImage.bounds);
   renderFrame(store, input, outputImage, spare, extraLayers);
+}
+
+void Host::expandLayers(Store&, const LayerList& wanted, std::vector<LayerCheckout>& checkouts) {
+  for (const LayerRequest& request : wanted) checkouts.push_back({request.layer, request.region, 0});
 }
 
 std::int32_t Host::currentFrame() const { return inData->current_time / inData->time_step; }
@@ -229,9 +234,105 @@ int Host::fillWorld(const Rect* rect, World& world) {
   return inData->utils->fill(inData->effect_ref, &transparent, rect ? &area : nullptr, &world);
 }
 
-Host::Handle Host::newHandle(std::uint64_t bytes) { return inData->utils->host_new_handle(A_HandleSize(bytes)); }
-void* Host::lockHandle(Handle handle) { return inData->utils->host_lock_handle(handle); }
-void Host::disposeHandle(Handle handle) { inData->utils->host_dispose_handle(handle); }
-std::uint64_t Host::handleSize(Handle handle) { return inData->utils->host_get_handle_size(handle); }
+// The 64-bit build relies on the host's handle callbacks. The 32-bit build
+// tests each before use and falls back to the system's own handles, as old
+// hosts of that architecture may leave them out.
+#if defined(__LP64__) || defined(_WIN64)
+constexpr bool kHandleFallback = false;
+#else
+constexpr bool kHandleFallback = true;
+#endif
+
+Host::Handle Host::newHandle(std::uint64_t bytes) {
+  if (kHandleFallback && !inData->utils->host_new_handle) return Platform::newSystemHandle(bytes);
+  return inData->utils->host_new_handle(A_HandleSize(bytes));
+}
+
+void* Host::lockHandle(Handle handle) {
+  if (kHandleFallback && !inData->utils->host_lock_handle) return Platform::lockSystemHandle(handle);
+  return inData->utils->host_lock_handle(handle);
+}
+
+void Host::unlockHandle(Handle handle) {
+  if (kHandleFallback && !inData->utils->host_unlock_handle) return Platform::unlockSystemHandle(handle);
+  inData->utils->host_unlock_handle(handle);
+}
+
+void Host::disposeHandle(Handle handle) {
+  if (kHandleFallback && !inData->utils->host_dispose_handle) return Platform::disposeSystemHandle(handle);
+  inData->utils->host_dispose_handle(handle);
+}
+
+std::uint64_t Host::handleSize(Handle handle) {
+  if (kHandleFallback && !inData->utils->host_get_handle_size) return Platform::systemHandleSize(handle);
+  return inData->utils->host_get_handle_size(handle);
+}
+
+PF_Err Host::resizeHandle(std::uint64_t bytes, Handle& handle) {
+  return inData->utils->host_resize_handle(A_HandleSize(bytes), &handle);
+}
+
+void Host::copyName(char* field, const std::string& name) {
+  // The field holds 31 characters and a zero; a longer name is cut rather
+  // than let run into the fields behind it.
+  char bounded[PF_MAX_EFFECT_PARAM_NAME_LEN + 1] = {};
+  name.copy(bounded, PF_MAX_EFFECT_PARAM_NAME_LEN);
+  inData->utils->ansi.strcpy(field, bounded);
+}
+
+// ---- global setup ------------------------------------------------------------
+
+namespace {
+
+// Version 1, subversion 0, bug fix 0, stage release, build 0.
+constexpr A_u_long kPluginVersion = 0x80600;
+
+}  // namespace
+
+void Host::globalSetup() {
+  outData->my_version = kPluginVersion;
+  outData->out_flags = PF_OutFlag_USE_OUTPUT_EXTENT | PF_OutFlag_I_SHRINK_BUFFER;
+  if (wantsUiUpdates()) outData->out_flags |= PF_OutFlag_SEND_UPDATE_PARAMS_UI;
+  if (isDeepAware()) outData->out_flags |= PF_OutFlag_DEEP_COLOR_AWARE;
+  outData->out_flags2 = PF_OutFlag2_PARAM_GROUP_START_COLLAPSED_FLAG | PF_OutFlag2_SUPPORTS_SMART_RENDER;
+  if (isDeepAware()) outData->out_flags2 |= PF_OutFlag2_FLOAT_COLOR_AWARE;
+
+  using OZ::Image::formatCode;
+  const bool deepRgb = isDeepAware() && !skipDeepRgbFormats();
+  registerPixelFormat(PF_PixelFormat(formatCode("bgra")));
+  if (deepRgb) {
+    registerPixelFormat(PF_PixelFormat(formatCode("Bgra")));
+    registerPixelFormat(PF_PixelFormat(formatCode("Argb")));
+    registerPixelFormat(PF_PixelFormat(formatCode("BGra")));
+    registerPixelFormat(PF_PixelFormat(formatCode("ARgb")));
+  }
+  if (supportsYuvFormats()) {
+    registerPixelFormat(PF_PixelFormat(formatCode("vuya")));
+    if (isDeepAware()) {
+      registerPixelFormat(PF_PixelFormat(formatCode("Vuya")));
+      registerPixelFormat(PF_PixelFormat(formatCode("VUya")));
+    }
+  }
+}
+
+// Each registration acquires the suite afresh, the newer version first, and
+// gives it back at the version it got. A host with neither simply gets no
+// formats: that is no error.
+void Host::registerPixelFormat(PF_PixelFormat format) {
+  const SPBasicSuite* basic = inData->pica_basicP;
+  if (!basic) return;
+  const void* suite = nullptr;
+  if (basic->AcquireSuite(kPFPixelFormatSuite, kPFPixelFormatSuiteVersion2, &suite) == kSPNoError && suite) {
+    static_cast<const PF_PixelFormatSuite2*>(suite)->PF_AddSupportedPixelFormat(inData->effect_ref, format);
+    basic->ReleaseSuite(kPFPixelFormatSuite, kPFPixelFormatSuiteVersion2);
+    return;
+  }
+  suite = nullptr;
+  if (basic->AcquireSuite(kPFPixelFormatSuite, kPFPixelFormatSuiteVersion1, &suite) == kSPNoError && suite) {
+    static_cast<const PF_PixelFormatSuite1*>(suite)->AddSupportedPixelFormat(inData->effect_ref,
+                                                                             PrPixelFormat(format));
+    basic->ReleaseSuite(kPFPixelFormatSuite, kPFPixelFormatSuiteVersion1);
+  }
+}
 
 }  // namespace OZ::Host::AE

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cstdint>
 #include <mutex>
+#include <string>
 #include <vector>
 
 #include "host/ae/ae_interface.h"
@@ -15,17 +16,28 @@
 
 namespace OZ::Host::Param {
 class Parameters;
+struct ParamRecord;
 }
 
 namespace OZ::Host::AE {
 
 using OZ::Image::Rect;
 
-// One wanted extra layer: 0 is the effect's input, n the n-th layer control.
+// One wanted extra layer: 0 is the effect's input, n the n-th layer control
+// (counted from 1).
 struct LayerRequest {
   std::uint64_t layer;
   Rect region;
 };
+
+// A wanted layer at a time: frames from the current one.
+struct LayerCheckout {
+  std::uint64_t layer;
+  Rect region;
+  std::int32_t frameOffset;
+};
+
+struct LayerSet;
 
 // Nested progress scaling: a kernel's row count is mapped through each level
 // in turn (level 0 a node's rows, level 1 the finished nodes).
@@ -54,14 +66,28 @@ class Host {
   Host();
   Host(const Host&) = delete;
   Host& operator=(const Host&) = delete;
-  virtual ~Host();
 
   // Stores what the host passed and acquires the suites; a missing suite is
   // no error here.
   void attach(PF_InData* inData, PF_OutData* outData, PF_ParamDef** params, PF_LayerDef* output, void* extra);
 
-  // The operations the effect may replace, in their table order.
+  // The operations a command turns into, and those the effect may replace,
+  // in their table order. The ones returning PF_Err give the host's result.
   virtual void about() {}
+  // False leaves the record out of the host's parameter list.
+  virtual bool wantsParam(const OZ::Host::Param::ParamRecord&) { return true; }
+  // True gives the control a custom area of that size.
+  virtual bool customUiSize(const OZ::Host::Param::ParamRecord&, std::int32_t& /*width*/, std::int32_t& /*height*/) {
+    return false;
+  }
+  virtual PF_Err paramsSetup();
+  virtual PF_Err smartPreRender();
+  // Both render commands: a smart render when `extra` is set, else classic.
+  virtual PF_Err render();
+  virtual PF_Err userChangedParam();
+  virtual PF_Err updateParamsUI();
+  virtual PF_Err arbitraryCallback();
+  virtual ~Host();
   virtual Store* makeParameters();
   virtual Store* copyParameters(const Store& store);
   virtual void defineParameters(Store& store) = 0;
@@ -70,17 +96,35 @@ class Host {
   virtual void finishPreRender(Store&, const Rect& /*request*/) {}
   virtual void renderFrame(Store& store, Image& input, Image& output, Image& spare, Image** extraLayers) = 0;
   virtual void renderWithBounds(Store& store, Image& input, Image& output, Image& spare, Image** extraLayers);
+  // Checks out every layer of the set, then renderWithBounds.
+  virtual void renderWithLayers(Store& store, Image& input, Image& output, Image& spare, Image** extraLayers,
+                                LayerSet& layers);
+  virtual void reservedHook() {}
   virtual Rect resultRect(Store&, const Rect& rect, const Rect& /*limit*/, LayerList&) { return rect; }
   virtual Rect inputRect(Store&, const Rect& rect, const Rect& /*limit*/, LayerList&) { return rect; }
   virtual Rect identityRect(Store&, const Rect& rect) { return rect; }
+  // Each wanted layer at the current time.
+  virtual void expandLayers(Store&, const LayerList& wanted, std::vector<LayerCheckout>& checkouts);
   virtual bool isDeepAware() { return true; }
   virtual bool skipDeepRgbFormats() { return false; }
   virtual bool supportsYuvFormats() { return false; }
+  virtual bool reservedTrue() { return true; }
+  virtual bool reservedFalse() { return false; }
   virtual bool acceptsMixedFormats() { return false; }
   virtual bool usesInputRect() { return true; }
   virtual void maxTileSize(Store&, std::int32_t& /*width*/, std::int32_t& /*height*/) {}
   virtual bool wantsUiUpdates() { return false; }
+  // recordIndex -1: any or all of them.
   virtual void paramsChanged(Store&, std::int32_t /*recordIndex*/) {}
+
+  // PF_Cmd_GLOBAL_SETUP: version, out flags and the pixel formats.
+  void globalSetup();
+  // The host parameter index of layer number `layer`; std::invalid_argument
+  // "Invalid layer" when no record is that layer.
+  PF_ParamIndex findLayerIndex(const Store& store, std::uint64_t layer) const;
+  // Checks out one entry of the set and fills its image; Error with the
+  // host's code when the host refuses.
+  void checkoutLayer(LayerSet& layers, Store& store, std::size_t position);
 
   // Workers: band i of n with the iteration's thread index; only thread
   // index 0 may call the host.
@@ -110,8 +154,13 @@ class Host {
   int fillWorld(const Rect* rect, World& world);
   Handle newHandle(std::uint64_t bytes);
   void* lockHandle(Handle handle);
+  void unlockHandle(Handle handle);
   void disposeHandle(Handle handle);
   std::uint64_t handleSize(Handle handle);
+  // 0 or the host's code; the handle may move.
+  PF_Err resizeHandle(std::uint64_t bytes, Handle& handle);
+  // A name into a definition's 32-byte field, through the host's copy.
+  void copyName(char* field, const std::string& name);
 
   PF_InData* inData = nullptr;
   PF_OutData* outData = nullptr;
@@ -120,14 +169,14 @@ class Host {
   void* extra = nullptr;
   const PF_ColorParamSuite1* colorParamSuite = nullptr;
   const PF_AngleParamSuite1* angleParamSuite = nullptr;
-  const PF_ParamUtilsSuite3* paramUtilsSuite = nullptr;
+  const PF_ParamUtilsSuite1* paramUtilsSuite = nullptr;  // version 2 is the first layout
   const PF_WorldSuite2* worldSuite = nullptr;
   const PF_PixelFormatSuite1* pixelFormatSuite = nullptr;
   const void* aegpRenderSuite = nullptr;
   const void* layerRenderOptionsSuite = nullptr;
   const void* utilitySuite = nullptr;
   const void* opaqueEffectDataSuite = nullptr;
-  const std::uint32_t* paramIds = nullptr;
+  const std::uint32_t* paramIds = nullptr;  // one id per record; null: ids count up from 1
   std::uint64_t threadCount = 0;
   std::atomic<std::uint32_t> abortCode{0};  // read by workers without a lock
   ProgressLevel progressLevels[4];
@@ -137,6 +186,7 @@ class Host {
  private:
   void attachSuites();
   void releaseSuites();
+  void registerPixelFormat(PF_PixelFormat format);
   [[noreturn]] void throwForRunResult(PF_Err result);
 };
 

@@ -1,0 +1,190 @@
+// A whole smart render under a fault that strikes at its Nth chance, for
+// N = 1, 2, ... until the render gets through: every refused world or
+// handle must end in "Out of memory!" and every abort in the abort code,
+// with nothing left checked out or allocated. Also the other rules of a
+// render on the host's threads: only thread index 0 calls the host, and
+// the image does not depend on how many threads there were.
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "standin/plugin_loader.h"
+#include "support/application.h"
+#include "test_effects.h"
+
+using OZ::Image::formatCode;
+using OZ::Image::PixelFormatCode;
+using TestSupport::Application;
+
+namespace {
+
+StandIn::PluginLoader& plugin() {
+  static StandIn::PluginLoader loaded(StandIn::PluginLoader::builtPluginPath());
+  return loaded;
+}
+
+// One frame of one effect, on a host of a kind.
+struct Scenario {
+  std::string name;
+  PF_FilterProc entry;
+  StandIn::Settings settings;
+  PixelFormatCode format;
+  A_long frame = 0;
+  std::function<void(StandIn::ParamList&)> controls = [](StandIn::ParamList&) {};
+};
+
+StandIn::Settings withoutWorldSuites() {
+  StandIn::Settings settings;
+  settings.worldSuite = false;
+  settings.pixelFormatSuite1 = false;
+  return settings;
+}
+
+StandIn::Settings premiere() {
+  StandIn::Settings settings;
+  settings.applicationId = StandIn::kPremiereId;
+  return settings;
+}
+
+std::vector<Scenario> glowScenarios() {
+  using HostTests::GlowEffect;
+  const PF_FilterProc glow = HostTests::entryOf<GlowEffect>;
+  return {
+      {"glow, 8 bits, world suite", glow, {}, formatCode("bgra")},
+      {"glow, float, world suite", glow, {}, formatCode("ARgb")},
+      {"glow, 16 bits, classic worlds", glow, withoutWorldSuites(), formatCode("ae16")},
+      {"glow, 16 bits, private blocks", glow, premiere(), formatCode("Bgra")},
+  };
+}
+
+// The strobe effect's frames; the masked one only once the build can
+// render it, so that the sweep grows with the effect.
+std::vector<Scenario> quirkScenarios() {
+  auto unmasked = [](StandIn::ParamList& params) { params.setBool(4, true); };
+  std::vector<Scenario> scenarios = {
+      {"strobe, unmasked pulse", plugin().entry(), {}, formatCode("bgra"), 0, unmasked},
+      {"strobe, unmasked gap", plugin().entry(), {}, formatCode("ARgb"), 3, unmasked},
+  };
+  Application probe(plugin().entry());
+  if (probe.effect.apply() == PF_Err_NONE &&
+      probe.effect.renderFrame(probe.layer(8, 8, formatCode("bgra")), 0).result() == PF_Err_NONE) {
+    scenarios.push_back({"strobe, masked pulse", plugin().entry(), {}, formatCode("bgra"), 0});
+    scenarios.push_back({"strobe, masked, stronger", plugin().entry(), {}, formatCode("ARgb"), 1,
+                         [](StandIn::ParamList& params) { params.setBool(3, true); }});
+  }
+  return scenarios;
+}
+
+enum class Fault { World, Handle, Progress, Abort };
+
+// Arms the fault to strike at the Nth chance from now.
+void arm(StandIn::StandInHost& host, Fault fault, int n) {
+  switch (fault) {
+    case Fault::World: host.faults.refuseWorld = host.worldRequests() + n; break;
+    case Fault::Handle: host.faults.refuseHandle = host.handleRequests() + n; break;
+    case Fault::Progress: host.faults.abortOnProgress = int(host.progressTrace().size()) + n; break;
+    case Fault::Abort: host.faults.abortOnCall = host.abortCalls() + n; break;
+  }
+}
+
+// Sweeps N until the frame renders; returns how many attempts failed.
+int sweep(const Scenario& scenario, Fault fault) {
+  const bool memory = fault == Fault::World || fault == Fault::Handle;
+  for (int n = 1; n < 500; ++n) {
+    Application app(scenario.entry, scenario.settings);
+    EXPECT_EQ(app.effect.apply(), PF_Err_NONE);
+    scenario.controls(app.effect.params);
+    PF_EffectWorld* input = app.layer(40, 24, scenario.format);
+    arm(app.host, fault, n);
+    const StandIn::SmartFrame frame = app.effect.renderFrame(input, scenario.frame);
+    const std::string where = scenario.name + ", fault at " + std::to_string(n);
+    EXPECT_EQ(app.effect.params.checkouts(), app.effect.params.checkins()) << where;
+    EXPECT_TRUE(app.host.violations().empty()) << where << ": " << app.host.violations().front();
+    EXPECT_EQ(app.host.liveHandles(), 0u) << where;
+    EXPECT_EQ(app.host.liveWorlds(), 0u) << where;
+    if (frame.result() == PF_Err_NONE) return n - 1;
+    if (memory) {
+      EXPECT_EQ(frame.result(), PF_Err_OUT_OF_MEMORY) << where << ": " << frame.message;
+      EXPECT_EQ(frame.message, "Out of memory!") << where;
+    } else {
+      EXPECT_EQ(frame.result(), PF_Interrupt_CANCEL) << where << ": " << frame.message;
+    }
+    if (testing::Test::HasFailure()) return n;
+  }
+  ADD_FAILURE() << scenario.name << " never got through";
+  return -1;
+}
+
+}  // namespace
+
+TEST(FaultSweep, EveryRefusedWorldOrHandleEndsInOutOfMemoryWithNothingLeft) {
+  for (const Scenario& scenario : glowScenarios()) {
+    const int worlds = sweep(scenario, Fault::World);
+    const int handles = sweep(scenario, Fault::Handle);
+    EXPECT_GT(worlds + handles, 0) << scenario.name << ": the render allocated nothing to refuse";
+  }
+  for (const Scenario& scenario : quirkScenarios()) {
+    sweep(scenario, Fault::World);
+    sweep(scenario, Fault::Handle);
+  }
+}
+
+TEST(FaultSweep, AnAbortAtAnyReportEndsInTheAbortCodeWithEverythingCheckedIn) {
+  for (const Scenario& scenario : glowScenarios()) {
+    EXPECT_GT(sweep(scenario, Fault::Progress), 0) << scenario.name;
+    sweep(scenario, Fault::Abort);
+  }
+  for (const Scenario& scenario : quirkScenarios()) {
+    sweep(scenario, Fault::Progress);
+    sweep(scenario, Fault::Abort);
+  }
+}
+
+TEST(HostThreads, OnlyThreadIndexZeroCallsTheHost) {
+  for (const Scenario& scenario : glowScenarios()) {
+    StandIn::Settings settings = scenario.settings;
+    settings.iterations = 6;
+    Application app(scenario.entry, settings);
+    ASSERT_EQ(app.effect.apply(), PF_Err_NONE);
+    const StandIn::SmartFrame frame = app.effect.renderFrame(app.layer(64, 48, scenario.format), 0);
+    ASSERT_EQ(frame.result(), PF_Err_NONE) << scenario.name << ": " << frame.message;
+    EXPECT_FALSE(app.host.progressTrace().empty()) << scenario.name;
+    EXPECT_TRUE(app.host.violations().empty()) << scenario.name << ": " << app.host.violations().front();
+  }
+}
+
+TEST(HostThreads, TheImageIsTheSameOnOneThreadAndOnMany) {
+  auto hostLike = [](const StandIn::Settings& base, int iterations, A_short version = 13, bool iterate = true) {
+    StandIn::Settings settings = base;
+    settings.iterations = iterations;
+    settings.versionMajor = version;
+    settings.iterateGeneric = iterate;
+    return settings;
+  };
+  std::vector<Scenario> scenarios = glowScenarios();
+  for (const Scenario& scenario : quirkScenarios()) scenarios.push_back(scenario);
+  for (const Scenario& scenario : scenarios) {
+    const std::vector<std::pair<const char*, StandIn::Settings>> hosts = {
+        {"one iteration", hostLike(scenario.settings, 1)},
+        {"three", hostLike(scenario.settings, 3)},
+        {"eight", hostLike(scenario.settings, 8)},
+        {"an old host", hostLike(scenario.settings, 8, 11)},
+        {"no threaded iteration", hostLike(scenario.settings, 8, 13, false)}};
+    std::vector<unsigned char> first;
+    for (const auto& [name, settings] : hosts) {
+      Application app(scenario.entry, settings);
+      ASSERT_EQ(app.effect.apply(), PF_Err_NONE);
+      scenario.controls(app.effect.params);
+      const StandIn::SmartFrame frame = app.effect.renderFrame(app.layer(37, 29, scenario.format), scenario.frame);
+      ASSERT_EQ(frame.result(), PF_Err_NONE) << scenario.name << ", " << name << ": " << frame.message;
+      const std::vector<unsigned char> pixels = TestSupport::pixelsOf(*frame.output, scenario.format);
+      if (first.empty())
+        first = pixels;
+      else
+        EXPECT_EQ(pixels, first) << scenario.name << ", " << name;
+    }
+  }
+}
