@@ -507,6 +507,36 @@ def check(tool, folder, mode, fmt, level, seed):
     return failures
 
 
+def check_refusals(tool, folder):
+    """Bad input: exit status 2, one line on stderr, no output file."""
+    a = os.path.join(folder, "small.raw")
+    with open(a, "wb") as out:
+        out.write(bytes(8))
+    out_path = os.path.join(folder, "refused.raw")
+    common = ["--format", "bgra8", "--size", "2x1"]
+    refused = [
+        ["--opacity", "1", *common, a, a, out_path],
+        ["--mode", "-1", "--opacity", "1", *common, a, a, out_path],
+        ["--mode", "4294967296", "--opacity", "1", *common, a, a, out_path],
+        ["--mode", "3x", "--opacity", "1", *common, a, a, out_path],
+        ["--mode", "3", *common, a, a, out_path],
+        ["--mode", "3", "--opacity", "half", *common, a, a, out_path],
+        ["--mode", "3", "--opacity", "1", *common, a, out_path],
+        ["--mode", "3", "--opacity", "1", "--format", "bgra8", "--size", "3x1", a, a, out_path],
+        ["--mode", "3", "--opacity", "1", "--cpu", "avx512", *common, a, a, out_path],
+        ["--mode", "3", "--opacity", "1", "--threads", "0", *common, a, a, out_path],
+    ]
+    failures = 0
+    for arguments in refused:
+        result = subprocess.run([*tool, "filter", "blend", *arguments], capture_output=True, text=True)
+        lines = result.stderr.splitlines()
+        if result.returncode != 2 or len(lines) != 1 or not lines[0].startswith("strobe-quirk: ") \
+                or os.path.exists(out_path):
+            failures += 1
+            print("not refused as it should be: %s -> %d %r" % (" ".join(arguments), result.returncode, result.stderr))
+    return failures
+
+
 def main():
     arguments = sys.argv[1:]
     replay = None
@@ -519,6 +549,7 @@ def main():
     runs = 0
     with tempfile.TemporaryDirectory() as folder:
         levels = available_levels(tool, folder)
+        failures += 0 if replay else check_refusals(tool, folder)
         for m, mode in enumerate(MODES):
             for f, fmt in enumerate(FORMATS):
                 for level in levels:
