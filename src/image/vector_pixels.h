@@ -166,7 +166,7 @@ struct VectorBlock {
       }
       // A multiplication, not the per-pixel division by 255.
       const __m128 normalise = _mm_set1_ps(0.003921569f);
-      for (int k = 0; k < 4; ++k) c.lane[k] = _mm_mul_ps(_mm_cvtepi32_ps(widened[k]), normalise);
+      _Pragma("GCC unroll 4") for (int k = 0; k < 4; ++k) c.lane[k] = _mm_mul_ps(_mm_cvtepi32_ps(widened[k]), normalise);
     } else if constexpr (Layout::depth == 16) {
       __m128i first = loadBytes<Aligned>(source), second = loadBytes<Aligned>(source + 16);
       transposeWords(first, second);
@@ -184,10 +184,10 @@ struct VectorBlock {
         widened[3] = _mm_unpackhi_epi16(second, zero);
       }
       const __m128 normalise = _mm_set1_ps(3.0517578e-05f);
-      for (int k = 0; k < 4; ++k) c.lane[k] = _mm_mul_ps(_mm_cvtepi32_ps(widened[k]), normalise);
+      _Pragma("GCC unroll 4") for (int k = 0; k < 4; ++k) c.lane[k] = _mm_mul_ps(_mm_cvtepi32_ps(widened[k]), normalise);
     } else {
       const float* pixels = reinterpret_cast<const float*>(source);
-      for (int k = 0; k < 4; ++k) c.lane[k] = Aligned ? _mm_load_ps(pixels + 4 * k) : _mm_loadu_ps(pixels + 4 * k);
+      _Pragma("GCC unroll 4") for (int k = 0; k < 4; ++k) c.lane[k] = Aligned ? _mm_load_ps(pixels + 4 * k) : _mm_loadu_ps(pixels + 4 * k);
       _MM_TRANSPOSE4_PS(c.lane[0], c.lane[1], c.lane[2], c.lane[3]);
     }
     return c;
@@ -201,7 +201,7 @@ struct VectorBlock {
       // 8 bits unsigned (VectorPixels::narrow8, four vectors at once).
       const __m128 white = _mm_set1_ps(255.0f);
       __m128i rounded[4];
-      for (int k = 0; k < 4; ++k) rounded[k] = _mm_cvtps_epi32(_mm_mul_ps(c.lane[k], white));
+      _Pragma("GCC unroll 4") for (int k = 0; k < 4; ++k) rounded[k] = _mm_cvtps_epi32(_mm_mul_ps(c.lane[k], white));
       const __m128i planar =
           _mm_packus_epi16(_mm_packs_epi32(rounded[0], rounded[1]), _mm_packs_epi32(rounded[2], rounded[3]));
       _mm_store_si128(address, transposeBytes(planar));
@@ -213,7 +213,7 @@ struct VectorBlock {
     } else {
       _MM_TRANSPOSE4_PS(c.lane[0], c.lane[1], c.lane[2], c.lane[3]);
       float* pixels = reinterpret_cast<float*>(target);
-      for (int k = 0; k < 4; ++k) _mm_store_ps(pixels + 4 * k, c.lane[k]);
+      _Pragma("GCC unroll 4") for (int k = 0; k < 4; ++k) _mm_store_ps(pixels + 4 * k, c.lane[k]);
     }
   }
 

@@ -14,6 +14,7 @@ time follows from the rows starting on 16-byte boundaries in the tool.
 Usage: blend_checks.py [EMULATOR...] PATH_TO_STROBE_QUIRK [--replay MODE FORMAT LEVEL]
 """
 
+import concurrent.futures
 import math
 import os
 import random
@@ -480,8 +481,9 @@ def check(tool, folder, mode, fmt, level, seed):
     rng = random.Random(seed)
     a_values, b_values = sample_image(fmt, rng), sample_image(fmt, rng)
     opacity = OPACITIES[seed % len(OPACITIES)]
-    a_path, b_path = os.path.join(folder, "a.raw"), os.path.join(folder, "b.raw")
-    out_path = os.path.join(folder, "out.raw")
+    case = "%d-%s-%s" % (mode, fmt, level)
+    a_path, b_path = os.path.join(folder, case + "-a.raw"), os.path.join(folder, case + "-b.raw")
+    out_path = os.path.join(folder, case + "-out.raw")
     with open(a_path, "wb") as out:
         out.write(pack(fmt, a_values))
     with open(b_path, "wb") as out:
@@ -550,13 +552,13 @@ def main():
     with tempfile.TemporaryDirectory() as folder:
         levels = available_levels(tool, folder)
         failures += 0 if replay else check_refusals(tool, folder)
-        for m, mode in enumerate(MODES):
-            for f, fmt in enumerate(FORMATS):
-                for level in levels:
-                    if replay and replay != (mode, fmt, level):
-                        continue
-                    failures += check(tool, folder, mode, fmt, level, seed=m * 7 + f)
-                    runs += 1
+        cases = [(mode, fmt, level, m * 7 + f) for m, mode in enumerate(MODES) for f, fmt in enumerate(FORMATS)
+                 for level in levels if not replay or replay == (mode, fmt, level)]
+        # Two at a time: the tool's runs overlap with the model's arithmetic.
+        with concurrent.futures.ThreadPoolExecutor(max_workers=2) as pool:
+            for result in pool.map(lambda case: check(tool, folder, *case), cases):
+                failures += result
+                runs += 1
     print("blend checks: %d runs at levels %s, %d mismatched pixels" % (runs, ", ".join(levels), failures))
     return 1 if failures or not runs else 0
 
