@@ -64,6 +64,17 @@ enum BlendMode : std::uint32_t {
 inline constexpr std::uint32_t kBlendModeCount = 0 OZ_BLEND_MODES(OZ_BLEND_COUNT);
 #undef OZ_BLEND_COUNT
 
+// The list runs 0, 1, 2... without gaps: tables are indexed by the number.
+constexpr bool blendModesInOrder() {
+  std::uint32_t expected = 0;
+  bool inOrder = true;
+#define OZ_BLEND_ORDER(number, name, formula) inOrder = inOrder && (number) == expected++;
+  OZ_BLEND_MODES(OZ_BLEND_ORDER)
+#undef OZ_BLEND_ORDER
+  return inOrder;
+}
+static_assert(blendModesInOrder());
+
 // "BlendNormal" and so on; null for a number outside the list.
 constexpr const char* blendModeName(std::uint32_t mode) {
   constexpr const char* names[] = {

@@ -58,8 +58,9 @@ Colour<V> mixColour(const Colour<V>& A, const Colour<V>& B, const Alphas<V>& k) 
             Mode::template mix<M>(A.blue, B.blue, k)};
 }
 
-// The result channel from M by the mode's form.
-template <class Mode, class V>
+// The result channel from M by the mode's form. M (the arithmetic) keeps
+// each level's copy apart.
+template <class Mode, class Math, class V>
 V applyForm(V M, V A, V B, const Alphas<V>& k) {
   if constexpr (Mode::form == BlendForm::Layered)
     return (((M - B) * k.a + B) - A) * k.w + A;
@@ -157,11 +158,11 @@ struct BlendScalarPixel {
       auto channel = [&](float mc, float ac, float bc, float storedAc, float storedBc) -> Component {
         if constexpr (quantised) {
           static_assert(Mode::form == BlendForm::Layered);
-          return storeStored(applyForm<Mode>(quantise(mc), storedAc, storedBc, k));
+          return storeStored(applyForm<Mode, M>(quantise(mc), storedAc, storedBc, k));
         } else if constexpr (onStored) {
-          return storeStored(applyForm<Mode>(mc, ac, bc, k));
+          return storeStored(applyForm<Mode, M>(mc, ac, bc, k));
         } else {
-          return storeNormalised(applyForm<Mode>(mc, ac, bc, k));
+          return storeNormalised(applyForm<Mode, M>(mc, ac, bc, k));
         }
       };
       result[Channels::red] = channel(m.red, valueA.red, valueB.red, storedA.red, storedB.red);

@@ -104,9 +104,9 @@ struct BlendSpans {
     } else {
       const Colour<V> A = colourOf(pa), B = colourOf(pb);
       const Colour<V> m = mixColour<Mode, M>(A, B, k);
-      result.lane[Channels::red] = applyForm<Mode>(m.red, A.red, B.red, k).v;
-      result.lane[Channels::green] = applyForm<Mode>(m.green, A.green, B.green, k).v;
-      result.lane[Channels::blue] = applyForm<Mode>(m.blue, A.blue, B.blue, k).v;
+      result.lane[Channels::red] = applyForm<Mode, M>(m.red, A.red, B.red, k).v;
+      result.lane[Channels::green] = applyForm<Mode, M>(m.green, A.green, B.green, k).v;
+      result.lane[Channels::blue] = applyForm<Mode, M>(m.blue, A.blue, B.blue, k).v;
       result.lane[Channels::alpha] = Mode::template resultAlpha<M>(k).v;
     }
     Block::store(out, result);
@@ -173,12 +173,12 @@ struct BlendSpans {
     } else if constexpr (Mode::shape == FormulaShape::WholeColour) {
       const Colour<V> A = broadcastColour(pa), B = broadcastColour(pb);
       const Colour<V> m = mixColour<Mode, M>(A, B, k);
-      const Colour<V> mixed{applyForm<Mode>(m.red, A.red, B.red, k), applyForm<Mode>(m.green, A.green, B.green, k),
-                            applyForm<Mode>(m.blue, A.blue, B.blue, k)};
+      const Colour<V> mixed{applyForm<Mode, M>(m.red, A.red, B.red, k), applyForm<Mode, M>(m.green, A.green, B.green, k),
+                            applyForm<Mode, M>(m.blue, A.blue, B.blue, k)};
       result = gather(mixed, Mode::template resultAlpha<M>(k).v);
     } else {
       const V A(pa), B(pb);
-      const V mixed = applyForm<Mode>(Mode::template mix<M>(A, B, k), A, B, k);
+      const V mixed = applyForm<Mode, M>(Mode::template mix<M>(A, B, k), A, B, k);
       result = withLane<Channels::alpha>(mixed.v, Mode::template resultAlpha<M>(k).v);
     }
     Unit::store(out, result);
