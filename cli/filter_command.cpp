@@ -1,6 +1,7 @@
 // strobe-quirk filter: one filter of the library on a raw image, as a graph
 // layer → filter → output run through the stand-in host.
 
+#include <cstdint>
 #include <cstdio>
 #include <functional>
 #include <iostream>
@@ -8,6 +9,7 @@
 
 #include "cli/commands.h"
 #include "cli/session.h"
+#include "image/blend/blend_filter.h"
 #include "image/filter_layer.h"
 #include "image/filters/balance_filter.h"
 #include "image/filters/gaussian_blur_filter.h"
@@ -30,12 +32,25 @@ struct FilterEntry {
   bool hasLevels;                    // takes --cpu
   std::vector<Option> options;   // its own, beside the common ones
   std::function<std::unique_ptr<Node>(Layer*, const Arguments&)> build;
+  // Set for filters of two inputs (A B OUT instead of IN OUT); build is then unused.
+  std::function<std::unique_ptr<Node>(Layer*, Layer*, const Arguments&)> buildFromTwo = nullptr;
 };
+
+// A blend mode number: any unsigned 32-bit value (numbers past the last
+// mode act as mode 0, so they are not refused).
+std::uint32_t parseBlendMode(const std::string& text) {
+  if (text.empty() || text.size() > 10 || text.find_first_not_of("0123456789") != std::string::npos)
+    throw UsageError("--mode must be a number from 0 to 4294967295: " + text);
+  const unsigned long long value = std::stoull(text);
+  if (value > 0xFFFFFFFFull) throw UsageError("--mode must be a number from 0 to 4294967295: " + text);
+  return std::uint32_t(value);
+}
 
 const char kCommonHelp[] =
     "\n"
-    "IN is a raw image of format F and size WxH; OUT gets the filtered image in the\n"
-    "same format and size. formats: argb8, bgra8, argb16, bgra16, argb32, bgra32.\n"
+    "IN (A and B for blend) is a raw image of format F and size WxH; OUT gets the\n"
+    "filtered image in the same format and size.\n"
+    "formats: argb8, bgra8, argb16, bgra16, argb32, bgra32.\n"
     "  --threads N   iterations the host grants (1: one direct call on this thread;\n"
     "                default: one per processor)\n";
 
@@ -105,6 +120,21 @@ const std::vector<FilterEntry>& filterEntries() {
          return std::make_unique<OZ::Image::GaussianBlurFilter<Host>>(
              layer, OZ::Image::BlurSigmas{sigmaX, sigmaY, 0.0f}, order("--order-x"), order("--order-y"));
        }},
+      {"blend",
+       "usage: strobe-quirk filter blend --mode N --opacity F [--cpu LEVEL] [--threads N] --format F --size WxH\n"
+       "                                 A B OUT\n"
+       "\nBlends B (the layer on top) over A (the backdrop) in mode N, 0 to 41; any\n"
+       "other number up to 4294967295 acts as 0 (normal). F weighs B's alpha and is\n"
+       "taken as it stands, not limited to 0..1. Mode 41 (behind) puts A on top and\n"
+       "weighs A's alpha instead.\n",
+       true,
+       {{"--mode", true}, {"--opacity", true}},
+       nullptr,
+       [](Layer* a, Layer* b, const Arguments& arguments) {
+         const std::uint32_t mode = parseBlendMode(arguments.required("--mode"));
+         const float opacity = float(parseNumber(arguments.required("--opacity"), "--opacity"));
+         return std::make_unique<OZ::Image::BlendFilter<Host>>(a, b, mode, opacity);
+       }},
   };
   return entries;
 }
@@ -149,28 +179,42 @@ int runFilter(const std::vector<std::string>& words) {
   if (entry.hasLevels) options.push_back({"--cpu", true});
   options.insert(options.end(), entry.options.begin(), entry.options.end());
   const Arguments arguments(std::vector<std::string>(words.begin() + 1, words.end()), options);
-  arguments.expectPositionals(2, "IN and OUT");
+  const bool twoInputs = bool(entry.buildFromTwo);
+  arguments.expectPositionals(twoInputs ? 3 : 2, twoInputs ? "A, B and OUT" : "IN and OUT");
   const RawFormat& format = rawFormat(arguments.required("--format"));
   const Size size = parseSize(arguments.required("--size"));
   const long threads = arguments.integer("--threads", 0);
   if (arguments.has("--threads") && (threads < 1 || threads > 256)) throw UsageError("--threads must be 1 to 256");
   const OZ::Image::ProcessorFlags mask = cpuMask(arguments.optional("--cpu").value_or("auto"));
-  const std::vector<unsigned char> bytes = readRawImage(arguments.positionals()[0], format, size);
+  std::vector<std::vector<unsigned char>> inputBytes;
+  for (std::size_t i = 0; i + 1 < arguments.positionals().size(); ++i)
+    inputBytes.push_back(readRawImage(arguments.positionals()[i], format, size));
+  const std::string& outputPath = arguments.positionals().back();
 
   StandIn::Settings settings;
   settings.iterations = int(threads);
   Session session(settings);
-  PF_EffectWorld* inputWorld = session.layer(format, size, bytes);
+  PF_EffectWorld* inputWorld = session.layer(format, size, inputBytes[0]);
+  PF_EffectWorld* secondWorld = twoInputs ? session.layer(format, size, inputBytes[1]) : nullptr;
   PF_EffectWorld* outputWorld = session.layer(format, size);
   OZ::Image::restrictProcessorFlags(mask);
   {
     Host::Image input(&session.host, inputWorld), output(&session.host, outputWorld);
     Layer layer(&input, OZ::Image::emptyRect);
-    std::unique_ptr<Node> filter = entry.build(&layer, arguments);
+    std::unique_ptr<Host::Image> second;
+    std::unique_ptr<Layer> secondLayer;
+    std::unique_ptr<Node> filter;
+    if (twoInputs) {
+      second = std::make_unique<Host::Image>(&session.host, secondWorld);
+      secondLayer = std::make_unique<Layer>(second.get(), OZ::Image::emptyRect);
+      filter = entry.buildFromTwo(&layer, secondLayer.get(), arguments);
+    } else {
+      filter = entry.build(&layer, arguments);
+    }
     OZ::Image::renderGraph<Host>(filter.get(), &session.host, output);
   }
   OZ::Image::restrictProcessorFlags(~OZ::Image::ProcessorFlags(0));
-  writeFileAtomically(arguments.positionals()[1], [&](std::ostream& out) {
+  writeFileAtomically(outputPath, [&](std::ostream& out) {
     const std::vector<unsigned char> result = copyOutOfWorld(*outputWorld, format);
     out.write(reinterpret_cast<const char*>(result.data()), std::streamsize(result.size()));
   });

@@ -79,4 +79,159 @@ struct VectorPixels {
   }
 };
 
+// mask ? whenSet : otherwise, lane by lane; SSE4.1 has an instruction.
+template <class Level>
+__m128 selectLanes(__m128 mask, __m128 whenSet, __m128 otherwise) {
+  if constexpr (hasSSE41<Level>)
+    return _mm_blendv_ps(otherwise, whenSet, mask);
+  else
+    return _mm_or_ps(_mm_and_ps(mask, whenSet), _mm_andnot_ps(mask, otherwise));
+}
+
+// One pixel with 1.0 as white, for kernels that compute on normalised
+// values: the same normalisation and store as VectorBlock below.
+template <class Level, class Layout>
+struct UnitPixels {
+  static __m128 load(const unsigned char* pixel) {
+    const __m128 value = VectorPixels<Level, Layout>::load(pixel);
+    if constexpr (Layout::depth == 8)
+      return _mm_mul_ps(value, _mm_set1_ps(0.003921569f));
+    else if constexpr (Layout::depth == 16)
+      return _mm_mul_ps(value, _mm_set1_ps(3.0517578e-05f));
+    else
+      return value;
+  }
+
+  static void store(unsigned char* pixel, __m128 value) {
+    if constexpr (!Layout::isFloat) value = _mm_mul_ps(value, _mm_set1_ps(Layout::white));
+    VectorPixels<Level, Layout>::store(pixel, value);
+  }
+};
+
+// Four pixels in and out as four component vectors, normalised to 1.0
+// white: 8 bits by a multiplication with 0.003921569 (the float of bits
+// 0x3B808081), 16 bits by 2^-15. Alpha travels with the colour through the
+// same normalisation and store: a 16-bit alpha above 32768 ends at 32768.
+template <class Level, class Layout>
+struct VectorBlock {
+  static constexpr int bytes = 4 * Layout::bytes;
+
+  struct Components {
+    __m128 lane[4];  // lane[k]: component k of the four pixels
+  };
+
+  template <bool Aligned>
+  static __m128i loadBytes(const unsigned char* source) {
+    const __m128i* address = reinterpret_cast<const __m128i*>(source);
+    return Aligned ? _mm_load_si128(address) : _mm_loadu_si128(address);
+  }
+
+  // A 4 x 4 byte transpose: result byte i is source byte (i mod 4) * 4 + i div 4.
+  // SSE2 interleaves the halves twice; the later levels shuffle once.
+  static __m128i transposeBytes(__m128i block) {
+    if constexpr (Level::level == KernelLevel::SSE2) {
+      const __m128i once = _mm_unpacklo_epi8(block, _mm_srli_si128(block, 8));
+      return _mm_unpacklo_epi8(once, _mm_srli_si128(once, 8));
+    } else {
+      return _mm_shuffle_epi8(block, _mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15));
+    }
+  }
+
+  // A 4 x 4 transpose of 16-bit words held in two registers, two rows each.
+  static void transposeWords(__m128i& first, __m128i& second) {
+    const __m128i even = _mm_unpacklo_epi16(first, second);
+    const __m128i odd = _mm_unpackhi_epi16(first, second);
+    first = _mm_unpacklo_epi16(even, odd);
+    second = _mm_unpackhi_epi16(even, odd);
+  }
+
+  template <bool Aligned>
+  [[gnu::always_inline]] static Components load(const unsigned char* source) {
+    Components c;
+    if constexpr (Layout::depth == 8) {
+      const __m128i planar = transposeBytes(loadBytes<Aligned>(source));
+      __m128i widened[4];
+      if constexpr (hasSSE41<Level>) {
+        widened[0] = _mm_cvtepu8_epi32(planar);
+        widened[1] = _mm_cvtepu8_epi32(_mm_srli_si128(planar, 4));
+        widened[2] = _mm_cvtepu8_epi32(_mm_srli_si128(planar, 8));
+        widened[3] = _mm_cvtepu8_epi32(_mm_srli_si128(planar, 12));
+      } else {
+        const __m128i zero = _mm_setzero_si128();
+        const __m128i first = _mm_unpacklo_epi8(planar, zero), second = _mm_unpackhi_epi8(planar, zero);
+        widened[0] = _mm_unpacklo_epi16(first, zero);
+        widened[1] = _mm_unpackhi_epi16(first, zero);
+        widened[2] = _mm_unpacklo_epi16(second, zero);
+        widened[3] = _mm_unpackhi_epi16(second, zero);
+      }
+      // A multiplication, not the per-pixel division by 255.
+      const __m128 normalise = _mm_set1_ps(0.003921569f);
+      _Pragma("GCC unroll 4") for (int k = 0; k < 4; ++k) c.lane[k] = _mm_mul_ps(_mm_cvtepi32_ps(widened[k]), normalise);
+    } else if constexpr (Layout::depth == 16) {
+      __m128i first = loadBytes<Aligned>(source), second = loadBytes<Aligned>(source + 16);
+      transposeWords(first, second);
+      __m128i widened[4];
+      if constexpr (hasSSE41<Level>) {
+        widened[0] = _mm_cvtepu16_epi32(first);
+        widened[1] = _mm_cvtepu16_epi32(_mm_srli_si128(first, 8));
+        widened[2] = _mm_cvtepu16_epi32(second);
+        widened[3] = _mm_cvtepu16_epi32(_mm_srli_si128(second, 8));
+      } else {
+        const __m128i zero = _mm_setzero_si128();
+        widened[0] = _mm_unpacklo_epi16(first, zero);
+        widened[1] = _mm_unpackhi_epi16(first, zero);
+        widened[2] = _mm_unpacklo_epi16(second, zero);
+        widened[3] = _mm_unpackhi_epi16(second, zero);
+      }
+      const __m128 normalise = _mm_set1_ps(3.0517578e-05f);
+      _Pragma("GCC unroll 4") for (int k = 0; k < 4; ++k) c.lane[k] = _mm_mul_ps(_mm_cvtepi32_ps(widened[k]), normalise);
+    } else {
+      const float* pixels = reinterpret_cast<const float*>(source);
+      _Pragma("GCC unroll 4") for (int k = 0; k < 4; ++k) c.lane[k] = Aligned ? _mm_load_ps(pixels + 4 * k) : _mm_loadu_ps(pixels + 4 * k);
+      _MM_TRANSPOSE4_PS(c.lane[0], c.lane[1], c.lane[2], c.lane[3]);
+    }
+    return c;
+  }
+
+  // target is 16-byte aligned: the row walk peels single pixels until it is.
+  [[gnu::always_inline]] static void store(unsigned char* target, Components c) {
+    __m128i* address = reinterpret_cast<__m128i*>(target);
+    if constexpr (Layout::depth == 8) {
+      // Round to nearest even, then saturate: 32 to 16 bits signed, 16 to
+      // 8 bits unsigned (VectorPixels::narrow8, four vectors at once).
+      const __m128 white = _mm_set1_ps(255.0f);
+      __m128i rounded[4];
+      _Pragma("GCC unroll 4") for (int k = 0; k < 4; ++k) rounded[k] = _mm_cvtps_epi32(_mm_mul_ps(c.lane[k], white));
+      const __m128i planar =
+          _mm_packus_epi16(_mm_packs_epi32(rounded[0], rounded[1]), _mm_packs_epi32(rounded[2], rounded[3]));
+      _mm_store_si128(address, transposeBytes(planar));
+    } else if constexpr (Layout::depth == 16) {
+      __m128i first = narrow16(c.lane[0], c.lane[1]), second = narrow16(c.lane[2], c.lane[3]);
+      transposeWords(first, second);
+      _mm_store_si128(address, first);
+      _mm_store_si128(address + 1, second);
+    } else {
+      _MM_TRANSPOSE4_PS(c.lane[0], c.lane[1], c.lane[2], c.lane[3]);
+      float* pixels = reinterpret_cast<float*>(target);
+      _Pragma("GCC unroll 4") for (int k = 0; k < 4; ++k) _mm_store_ps(pixels + 4 * k, c.lane[k]);
+    }
+  }
+
+  // VectorPixels::narrow16 on two vectors at once: eight values 0..32768.
+  // SSE4.1 packs unsigned; the earlier levels shift into the signed range
+  // and back.
+  static __m128i narrow16(__m128 first, __m128 second) {
+    const __m128 white = _mm_set1_ps(32768.0f);
+    if constexpr (hasSSE41<Level>) {
+      const __m128i words =
+          _mm_packus_epi32(_mm_cvtps_epi32(_mm_mul_ps(first, white)), _mm_cvtps_epi32(_mm_mul_ps(second, white)));
+      return _mm_min_epu16(words, _mm_set1_epi16(std::int16_t(-32768)));
+    } else {
+      const __m128i words = _mm_packs_epi32(_mm_cvtps_epi32(_mm_sub_ps(_mm_mul_ps(first, white), white)),
+                                            _mm_cvtps_epi32(_mm_sub_ps(_mm_mul_ps(second, white), white)));
+      return _mm_add_epi16(_mm_min_epi16(words, _mm_setzero_si128()), _mm_set1_epi16(std::int16_t(-32768)));
+    }
+  }
+};
+
 }  // namespace OZ::Image
