@@ -11,9 +11,15 @@
 #include "effect/effect_graph.h"
 #include "effect/pulse_schedule.h"
 #include "effect/quirk_controls.h"
+#include "image/blend/blend_filter.h"
 #include "image/clear_filter.h"
 #include "image/exception.h"
 #include "image/filter_layer.h"
+#include "image/filters/balance_filter.h"
+#include "image/filters/gaussian_blur_filter.h"
+#include "image/filters/hsvcc_filter.h"
+#include "image/filters/premult_alpha_filter.h"
+#include "image/filters/unmult_alpha_filter.h"
 #include "image/render_graph.h"
 #include "platform/alert.h"
 
@@ -95,17 +101,40 @@ class QuirkPlugin : public Host {
     return pulseOpacity(float(this->currentFrame()), settings, walk);
   }
 
-  // The root of this query's graph. unmultiply and premultiply wrap the
-  // chain for premultiplied input; nothing in the effect sets them yet.
+  // The root of this query's graph: a hard levels step on the source, no
+  // colour, a wide blur, and the source shown through that mask by its
+  // luma. unmultiply and premultiply wrap the chain for premultiplied input;
+  // the effect itself never sets them.
   Node* buildGraph(EffectGraph<Host>& graph, Store& store, bool unmultiply, bool premultiply) {
+    using namespace OZ::Image;
     const float opacity = frameOpacity(store, graph);
+    float factorX, factorY;
+    this->getDownsample(factorX, factorY);
+
     Node* current = graph.source;
-    (void)unmultiply;
-    (void)premultiply;
-    if (!store.getBool(kUnmaskedIndex))
-      throw OZ::Exception("Strobe Quirk", "the masked look needs the blend engine, which this build does not have");
-    // Unmasked: the frame itself strobes.
-    if (!(opacity > 0.0f)) return graph.template make<OZ::Image::ClearFilter<Host>>();
+    if (unmultiply) current = graph.template make<UnmultAlphaFilter<Host>>(current);
+    const bool increase = store.getBool(kIncreaseQuirkyIndex);
+    Node* levels = graph.template make<BalanceFilter<Host>>(current, true, 0.11f, 0.165f, 0.0f,
+                                                            increase ? 0.2f : 1.0f, 1.0f);
+    Node* grey = graph.template make<HSVCCFilter<Host>>(levels, 0.0f, 0.0f, 1.0f);
+    // The deviation is in full-size pixels; a downsampled frame blurs less.
+    const float sigma = increase ? 15.0f : 30.0f;
+    Node* blur = graph.template make<GaussianBlurFilter<Host>>(grey, BlurSigmas{sigma * factorX, sigma * factorY, 0.0f},
+                                                               0, 0);
+
+    if (!store.getBool(kUnmaskedIndex)) {
+      current = graph.template make<BlendFilter<Host>>(current, blur, BlendStencilLuma, opacity);
+    } else if (opacity < 1.0f) {
+      // The mask chain above is left unreached; the graph prunes it before
+      // any pixel moves. The schedule gives only 0 and 1, so the fade
+      // between them is never built by the effect itself.
+      Node* clear = graph.template make<ClearFilter<Host>>();
+      if (!(opacity > 0.0f)) return clear;
+      current = graph.template make<BlendFilter<Host>>(current, clear, BlendNormal, opacity);
+    } else if (unmultiply == premultiply) {
+      return graph.source;
+    }
+    if (premultiply) current = graph.template make<PremultAlphaFilter<Host>>(current);
     return current;
   }
 };
