@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "device/device_graph.h"
+#include "image/blend/blend_filter.h"
 #include "image/filters/balance_filter.h"
 #include "image/filters/gaussian_blur_filter.h"
 #include "image/filters/hsvcc_filter.h"
@@ -175,5 +176,28 @@ TEST(DeviceArguments, BlurRunsRowsThenColumnsThroughATemporaryImage) {
       }
       EXPECT_EQ(device.liveBuffers(), 0u);  // the temporary image too
     }
+  }
+}
+
+// One program for every mode, with the opacity; Behind hands its inputs
+// over exchanged, so that the program sees the layer on top first.
+TEST(DeviceArguments, BlendPassesItsOpacityAndBehindExchangesTheInputs) {
+  for (std::uint32_t mode : {std::uint32_t(BlendStencilLuma), std::uint32_t(BlendBehind)}) {
+    SCOPED_TRACE(mode);
+    ProcessorDevice device;
+    DeviceGraph graph(formatCode("argb"), 6, 4);
+    auto* top = graph.make<UnmultAlphaFilter<DeviceHost>>(&graph.layerNode);
+    auto* blend = graph.make<BlendFilter<DeviceHost>>(&graph.layerNode, top, mode, 0.35f);
+    device.attach(top->program, "record-top");
+    device.attach(blend->program, "record-blend");
+    graph.renderOn(device, blend);
+    ASSERT_EQ(device.runs.size(), 2u);
+    const auto& run = device.runs[1];
+    EXPECT_EQ(run.argumentNames, (std::vector<std::string>{"opacity"}));
+    EXPECT_EQ(floats(run.arguments.at("opacity")), (std::vector<float>{0.35f}));
+    ASSERT_EQ(run.inputs.size(), 2u);
+    const auto* topBuffer = device.runs[0].target.id;
+    EXPECT_EQ(run.inputs[mode == BlendBehind ? 0 : 1].id, topBuffer);
+    EXPECT_NE(run.inputs[mode == BlendBehind ? 1 : 0].id, topBuffer);
   }
 }

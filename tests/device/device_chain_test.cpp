@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "device/device_graph.h"
+#include "image/blend/blend_filter.h"
 #include "image/filters/alpha_filter.h"
 #include "image/filters/balance_filter.h"
 #include "image/filters/gaussian_blur_filter.h"
@@ -42,16 +43,19 @@ class DeviceChainLevels : public ::testing::TestWithParam<Forced> {
 const PixelFormatCode kFormats[] = {formatCode("argb"), formatCode("bgra"), formatCode("ae16"),
                                     formatCode("Bgra"), formatCode("ARgb"), formatCode("BGra")};
 
-// The effect's mask: a hard levels step, full desaturation, a blur. Nodes
-// named in `onDevice` get their programs.
+// The effect's chain: a hard levels step, full desaturation, a blur, and the
+// source shown through that mask by its luma. Nodes named in `onDevice`
+// get their programs.
 struct MaskChain {
-  enum Node { kLevels = 1, kGrey = 2, kBlur = 4, kAll = 7 };
+  enum Node { kLevels = 1, kGrey = 2, kBlur = 4, kBlend = 8, kAll = 15 };
   MaskChain(DeviceGraph& graph, ProcessorDevice* device, int onDevice = kAll, float sigmaX = 3.0f,
             float sigmaY = 2.5f) {
     levels = graph.make<BalanceFilter<DeviceHost>>(&graph.layerNode, true, 0.11f, 0.165f, 0.0f, 1.0f, 1.0f);
     grey = graph.make<HSVCCFilter<DeviceHost>>(levels, 0.0f, 0.0f, 1.0f);
     blur = graph.make<GaussianBlurFilter<DeviceHost>>(grey, BlurSigmas{sigmaX, sigmaY, 0.0f}, 0, 0);
+    blend = graph.make<BlendFilter<DeviceHost>>(&graph.layerNode, blur, BlendStencilLuma, 1.0f);
     if (!device) return;
+    if (onDevice & kBlend) device->attach(blend->program, "blend", "mode=31");
     if (onDevice & kLevels) device->attach(levels->program, "levelsClamped");
     if (onDevice & kGrey) device->attach(grey->program, "hsvcc");
     if (onDevice & kBlur) {
@@ -62,13 +66,14 @@ struct MaskChain {
   BalanceFilter<DeviceHost>* levels;
   HSVCCFilter<DeviceHost>* grey;
   GaussianBlurFilter<DeviceHost>* blur;
+  BlendFilter<DeviceHost>* blend;
 };
 
 std::vector<unsigned char> processorMask(PixelFormatCode format, std::int32_t width, std::int32_t height,
                                          bool bottomUp = false) {
   DeviceGraph graph(format, width, height, 7, bottomUp);
   MaskChain chain(graph, nullptr);
-  graph.render(chain.blur);
+  graph.render(chain.blend);
   return graph.targetBytes();
 }
 
@@ -82,8 +87,8 @@ TEST_P(DeviceChainLevels, TheMaskChainOnTheDeviceEqualsTheProcessor) {
     DeviceGraph graph(format, 37, 29, 7);
     MaskChain chain(graph, &device);
     RecordingObserver observer;
-    graph.renderOn(device, chain.blur, &observer);
-    EXPECT_EQ(observer.onDevice, (std::vector<std::string>{"balance", "HSVCC", "gaussianBlur"}));
+    graph.renderOn(device, chain.blend, &observer);
+    EXPECT_EQ(observer.onDevice, (std::vector<std::string>{"balance", "HSVCC", "gaussianBlur", "blend"}));
     EXPECT_TRUE(observer.onProcessor.empty());
     EXPECT_EQ(graph.targetBytes(), expected);
     EXPECT_EQ(device.liveBuffers(), 0u);
@@ -137,9 +142,9 @@ TEST(DeviceChain, EveryPlacementOfTheNodesGivesTheSameBytes) {
       DeviceGraph graph(format, 24, 20, 7);
       MaskChain chain(graph, &device, onDevice);
       RecordingObserver observer;
-      graph.renderOn(device, chain.blur, &observer);
+      graph.renderOn(device, chain.blend, &observer);
       EXPECT_EQ(graph.targetBytes(), expected);
-      EXPECT_EQ(observer.onDevice.size() + observer.onProcessor.size(), 3u);
+      EXPECT_EQ(observer.onDevice.size() + observer.onProcessor.size(), 4u);
       EXPECT_EQ(device.liveBuffers(), 0u);
     }
   }
@@ -149,7 +154,7 @@ TEST(DeviceChain, WithoutADeviceTheDeviceRenderIsTheProcessorRender) {
   const std::vector<unsigned char> expected = processorMask(formatCode("argb"), 20, 16);
   DeviceGraph graph(formatCode("argb"), 20, 16, 7);
   MaskChain chain(graph, nullptr);
-  renderGraphOnDevice<DeviceHost>(chain.blur, &graph.host, nullptr, graph.target);
+  renderGraphOnDevice<DeviceHost>(chain.blend, &graph.host, nullptr, graph.target);
   EXPECT_EQ(graph.targetBytes(), expected);
 }
 
@@ -170,14 +175,14 @@ TEST(DeviceChain, NodesBeyondTheDeviceLimitsRunOnTheProcessor) {
       {"a limit the node fits", [](ProcessorDevice&, MaskChain& c) { c.blur->deviceLimitBytes = c.blur->peakBytes; }, {}},
       {"half the device's memory",
        [](ProcessorDevice& d, MaskChain& c) { d.memoryBytes = std::int64_t(c.grey->peakBytes) * 2 + 1; },
-       {"gaussianBlur"}},
+       {"gaussianBlur", "blend"}},
       {"output wider than the device takes",
        [](ProcessorDevice& d, MaskChain&) { d.answers[kInfoOutputSizeLimit] = 23; },
-       {"balance", "HSVCC", "gaussianBlur"}},
+       {"balance", "HSVCC", "gaussianBlur", "blend"}},
       {"output that fits", [](ProcessorDevice& d, MaskChain&) { d.answers[kInfoOutputSizeLimit] = 24; }, {}},
       {"input higher than the device takes",
        [](ProcessorDevice& d, MaskChain&) { d.answers[kInfoInputSizeLimit] = 19; },
-       {"balance", "HSVCC", "gaussianBlur"}},
+       {"balance", "HSVCC", "gaussianBlur", "blend"}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -185,10 +190,10 @@ TEST(DeviceChain, NodesBeyondTheDeviceLimitsRunOnTheProcessor) {
     DeviceGraph graph(format, 24, 20, 7);
     MaskChain chain(graph, &device);
     // The estimates are made by the render's passes; make them once first.
-    prepareRender<DeviceHost>(chain.blur, &graph.host, graph.target);
+    prepareRender<DeviceHost>(chain.blend, &graph.host, graph.target);
     c.setUp(device, chain);
     RecordingObserver observer;
-    graph.renderOn(device, chain.blur, &observer);
+    graph.renderOn(device, chain.blend, &observer);
     EXPECT_EQ(observer.onProcessor, c.onProcessor);
     EXPECT_EQ(graph.targetBytes(), expected);
   }
@@ -206,7 +211,7 @@ TEST(DeviceChain, UploadsAndDownloadsKeepThePixels) {
       device.answers[kInfoKeepHostCopy] = 1;
       DeviceGraph graph(formatCode("Bgra"), 21, 13, 7, bottomUp);
       MaskChain chain(graph, &device);
-      graph.renderOn(device, chain.blur);
+      graph.renderOn(device, chain.blend);
       EXPECT_EQ(graph.targetBytes(), expected);
       // The layer goes up once; the target comes down once.
       EXPECT_EQ(device.count("setBufferMode 4"), copied ? 0u : 1u);

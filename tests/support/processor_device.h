@@ -24,6 +24,8 @@
 
 #include "image/device.h"
 #include "image/device_program.h"
+#include "image/blend/blend_kernels.h"
+#include "image/blend/blend_modes.h"
 #include "image/filters/alpha_kernels.h"
 #include "image/filters/balance_kernels.h"
 #include "image/filters/blur_lines.h"
@@ -363,6 +365,12 @@ class ProcessorDevice {
     } else if (kernel == "premultiply" || kernel == "unmultiply") {
       runAlphaBand(kernel == "premultiply" ? AlphaOperation::Premultiply : AlphaOperation::Unmultiply, depth, order,
                    target.targetView(), input(0).sourceView(), run.rect, progress);
+    } else if (kernel == "blend") {
+      // The program was built for one mode; Behind's inputs arrive exchanged,
+      // so its program is Normal's.
+      const auto mode = std::uint32_t(program.constant("mode"));
+      runBlendBand(depth, order, target.targetView(), input(0).sourceView(), input(1).sourceView(), run.rect, progress,
+                   mode == BlendBehind ? BlendNormal : mode, argument("opacity", 0));
     } else if (kernel == "blurRows" || kernel == "blurColumns") {
       runBlurPass(program, run, target, input(0), kernel == "blurRows");
     } else if (kernel.rfind("record", 0) != 0) {  // "record...": a run that is only recorded

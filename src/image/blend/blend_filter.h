@@ -9,6 +9,7 @@
 #include "image/blend/blend_kernels.h"
 #include "image/blend/blend_modes.h"
 #include "image/device.h"
+#include "image/device_program.h"
 #include "image/filter.h"
 #include "image/shared_ref.h"
 
@@ -30,6 +31,16 @@ class BlendFilter : public Filter<Host> {
     HostProgress<Host> progress = this->progressFor(threadIndex);
     runBlendBand(this->output->depth, channelOrder(this->output->format), this->targetView(), this->sourceView(0),
                  this->sourceView(1), band, progress, mode, opacity);
+  }
+
+  // On a device: one program for every mode, which the driver built for
+  // this node, with the opacity as its one argument. Only Behind differs,
+  // by handing the inputs over exchanged.
+  void buildProgram(Host*, DeviceContext*, const PixelDescriptor&) override {}
+  void runKernel(Host*, DeviceBuffer& target, const DeviceBuffer* const* inputBuffers) override {
+    const KernelArgument arguments[] = {floatArgument("opacity", {opacity}), KernelArgument{}};
+    const DeviceBuffer* const exchanged[] = {inputBuffers[1], inputBuffers[0]};
+    runDeviceProgram(this->program, target, mode == BlendBehind ? exchanged : inputBuffers, 2, arguments);
   }
 
   SharedRef<DeviceProgram> secondProgram;
