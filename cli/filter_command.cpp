@@ -36,6 +36,8 @@ const char kCommonHelp[] =
     "\n"
     "IN is a raw image of format F and size WxH; OUT gets the filtered image in the\n"
     "same format and size. formats: argb8, bgra8, argb16, bgra16, argb32, bgra32.\n"
+    "Each side 1 to 32768, at most 1 GiB per frame (256 MiB in the 32-bit build);\n"
+    "OUT must not be IN. Numbers are decimal and finite.\n"
     "  --threads N   iterations the host grants (1: one direct call on this thread;\n"
     "                default: one per processor)\n";
 
@@ -62,15 +64,17 @@ const std::vector<FilterEntry>& filterEntries() {
        "                                   [--out-black B] [--out-white W] [--gamma G] --format F --size WxH IN OUT\n"
        "\nLevels: maps the colour range --in-black..--in-white (default 0..1) onto\n"
        "--out-black..--out-white (default 0..1), through a curve when --gamma (default 1)\n"
-       "is not 1. --clamp limits the result at white.\n",
+       "is not 1. --clamp limits the result at white. Equal --in-black and --in-white\n"
+       "make a threshold there: the slope is capped at 255, as any steeper one is;\n"
+       "--in-black above --in-white inverts.\n",
        true,
        {{"--clamp", false}, {"--in-black", true}, {"--in-white", true}, {"--out-black", true}, {"--out-white", true},
         {"--gamma", true}},
        [](Layer* layer, const Arguments& arguments) {
          return std::make_unique<OZ::Image::BalanceFilter<Host>>(
-             layer, arguments.has("--clamp"), float(arguments.number("--in-black", 0)),
-             float(arguments.number("--in-white", 1)), float(arguments.number("--out-black", 0)),
-             float(arguments.number("--out-white", 1)), float(arguments.number("--gamma", 1)));
+             layer, arguments.has("--clamp"), arguments.floatNumber("--in-black", 0),
+             arguments.floatNumber("--in-white", 1), arguments.floatNumber("--out-black", 0),
+             arguments.floatNumber("--out-white", 1), arguments.floatNumber("--gamma", 1));
        }},
       {"hsvcc",
        "usage: strobe-quirk filter hsvcc [--cpu LEVEL] [--threads N] [--hue-shift H] [--saturation S] [--value V]\n"
@@ -80,9 +84,9 @@ const std::vector<FilterEntry>& filterEntries() {
        true,
        {{"--hue-shift", true}, {"--saturation", true}, {"--value", true}},
        [](Layer* layer, const Arguments& arguments) {
-         return std::make_unique<OZ::Image::HSVCCFilter<Host>>(layer, float(arguments.number("--hue-shift", 0)),
-                                                              float(arguments.number("--saturation", 1)),
-                                                              float(arguments.number("--value", 1)));
+         return std::make_unique<OZ::Image::HSVCCFilter<Host>>(layer, arguments.floatNumber("--hue-shift", 0),
+                                                              arguments.floatNumber("--saturation", 1),
+                                                              arguments.floatNumber("--value", 1));
        }},
       {"blur",
        "usage: strobe-quirk filter blur [--cpu LEVEL] [--threads N] --sigma-x SX --sigma-y SY\n"
@@ -151,7 +155,8 @@ int runFilter(const std::vector<std::string>& words) {
   const Arguments arguments(std::vector<std::string>(words.begin() + 1, words.end()), options);
   arguments.expectPositionals(2, "IN and OUT");
   const RawFormat& format = rawFormat(arguments.required("--format"));
-  const Size size = parseSize(arguments.required("--size"));
+  const Size size = parseSize(arguments.required("--size"), format);
+  checkOutputPath(arguments.positionals()[1], {arguments.positionals()[0]});
   const long threads = arguments.integer("--threads", 0);
   if (arguments.has("--threads") && (threads < 1 || threads > 256)) throw UsageError("--threads must be 1 to 256");
   const OZ::Image::ProcessorFlags mask = cpuMask(arguments.optional("--cpu").value_or("auto"));
@@ -170,10 +175,7 @@ int runFilter(const std::vector<std::string>& words) {
     OZ::Image::renderGraph<Host>(filter.get(), &session.host, output);
   }
   OZ::Image::restrictProcessorFlags(~OZ::Image::ProcessorFlags(0));
-  writeFileAtomically(arguments.positionals()[1], [&](std::ostream& out) {
-    const std::vector<unsigned char> result = copyOutOfWorld(*outputWorld, format);
-    out.write(reinterpret_cast<const char*>(result.data()), std::streamsize(result.size()));
-  });
+  writeFileAtomically(arguments.positionals()[1], [&](std::ostream& out) { writeRawImage(out, *outputWorld, format); });
   return 0;
 }
 
