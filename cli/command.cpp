@@ -1,10 +1,9 @@
 #include "cli/command.h"
 
 #include <cerrno>
-#include <cstdio>
+#include <cmath>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
+#include <limits>
 
 namespace StrobeQuirk::Cli {
 
@@ -46,6 +45,11 @@ double Arguments::number(const std::string& name, double fallback) const {
   return text ? parseNumber(*text, name) : fallback;
 }
 
+float Arguments::floatNumber(const std::string& name, float fallback) const {
+  auto text = optional(name);
+  return text ? parseFloat(*text, name) : fallback;
+}
+
 long Arguments::integer(const std::string& name, long fallback) const {
   auto text = optional(name);
   return text ? parseInteger(*text, name) : fallback;
@@ -55,44 +59,55 @@ void Arguments::expectPositionals(std::size_t count, const char* what) const {
   if (positionals_.size() != count) throw UsageError(std::string("expected ") + what);
 }
 
+namespace {
+
+// The grammar of parseNumber (fraction and exponent allowed) or of
+// parseInteger (neither): checked here, since strtod and strtol also take
+// blanks, '+', hex, "nan" and "inf".
+bool isDecimal(const std::string& text, bool allowFraction) {
+  std::size_t i = 0;
+  auto digits = [&] {
+    const std::size_t start = i;
+    while (i < text.size() && text[i] >= '0' && text[i] <= '9') ++i;
+    return i - start;
+  };
+  if (i < text.size() && text[i] == '-') ++i;
+  std::size_t mantissaDigits = digits();
+  if (allowFraction && i < text.size() && text[i] == '.') {
+    ++i;
+    mantissaDigits += digits();
+  }
+  if (mantissaDigits == 0) return false;
+  if (allowFraction && i < text.size() && (text[i] == 'e' || text[i] == 'E')) {
+    ++i;
+    if (i < text.size() && (text[i] == '-' || text[i] == '+')) ++i;
+    if (digits() == 0) return false;
+  }
+  return i == text.size();
+}
+
+}  // namespace
+
 double parseNumber(const std::string& text, const std::string& what) {
-  char* end = nullptr;
-  errno = 0;
-  const double value = std::strtod(text.c_str(), &end);
-  if (text.empty() || *end != '\0' || errno == ERANGE) throw UsageError("not a number for " + what + ": " + text);
+  if (!isDecimal(text, true)) throw UsageError("not a finite decimal number for " + what + ": " + text);
+  // Too small for a double rounds toward 0 and is kept; too large is refused.
+  const double value = std::strtod(text.c_str(), nullptr);
+  if (!std::isfinite(value)) throw UsageError(what + " out of range: " + text);
   return value;
+}
+
+float parseFloat(const std::string& text, const std::string& what) {
+  const double value = parseNumber(text, what);
+  if (std::fabs(value) > double(std::numeric_limits<float>::max())) throw UsageError(what + " out of range: " + text);
+  return float(value);
 }
 
 long parseInteger(const std::string& text, const std::string& what) {
-  char* end = nullptr;
+  if (!isDecimal(text, false)) throw UsageError("not a decimal integer for " + what + ": " + text);
   errno = 0;
-  const long value = std::strtol(text.c_str(), &end, 10);
-  if (text.empty() || *end != '\0' || errno == ERANGE) throw UsageError("not an integer for " + what + ": " + text);
+  const long value = std::strtol(text.c_str(), nullptr, 10);
+  if (errno == ERANGE) throw UsageError(what + " out of range: " + text);
   return value;
-}
-
-void writeFileAtomically(const std::string& path, const std::function<void(std::ostream&)>& write) {
-  const std::string temporary = path + ".partial";
-  try {
-    std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-    if (!out) throw UsageError("cannot write " + path);
-    write(out);
-    out.close();
-    if (!out) throw UsageError("cannot write " + path);
-    if (std::rename(temporary.c_str(), path.c_str()) != 0) throw UsageError("cannot write " + path);
-  } catch (...) {
-    std::remove(temporary.c_str());
-    throw;
-  }
-}
-
-std::string readWholeFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw UsageError("cannot read " + path);
-  std::ostringstream contents;
-  contents << in.rdbuf();
-  if (in.bad()) throw UsageError("cannot read " + path);
-  return contents.str();
 }
 
 }  // namespace StrobeQuirk::Cli

@@ -51,6 +51,8 @@ const char kCommonHelp[] =
     "IN (A and B for blend) is a raw image of format F and size WxH; OUT gets the\n"
     "filtered image in the same format and size.\n"
     "formats: argb8, bgra8, argb16, bgra16, argb32, bgra32.\n"
+    "Each side 1 to 32768, at most 1 GiB per frame (256 MiB in the 32-bit build);\n"
+    "OUT must not be an input. Numbers are decimal and finite.\n"
     "  --threads N   iterations the host grants (1: one direct call on this thread;\n"
     "                default: one per processor)\n";
 
@@ -77,15 +79,17 @@ const std::vector<FilterEntry>& filterEntries() {
        "                                   [--out-black B] [--out-white W] [--gamma G] --format F --size WxH IN OUT\n"
        "\nLevels: maps the colour range --in-black..--in-white (default 0..1) onto\n"
        "--out-black..--out-white (default 0..1), through a curve when --gamma (default 1)\n"
-       "is not 1. --clamp limits the result at white.\n",
+       "is not 1. --clamp limits the result at white. Equal --in-black and --in-white\n"
+       "make a threshold there: the slope is capped at 255, as any steeper one is;\n"
+       "--in-black above --in-white inverts.\n",
        true,
        {{"--clamp", false}, {"--in-black", true}, {"--in-white", true}, {"--out-black", true}, {"--out-white", true},
         {"--gamma", true}},
        [](Layer* layer, const Arguments& arguments) {
          return std::make_unique<OZ::Image::BalanceFilter<Host>>(
-             layer, arguments.has("--clamp"), float(arguments.number("--in-black", 0)),
-             float(arguments.number("--in-white", 1)), float(arguments.number("--out-black", 0)),
-             float(arguments.number("--out-white", 1)), float(arguments.number("--gamma", 1)));
+             layer, arguments.has("--clamp"), arguments.floatNumber("--in-black", 0),
+             arguments.floatNumber("--in-white", 1), arguments.floatNumber("--out-black", 0),
+             arguments.floatNumber("--out-white", 1), arguments.floatNumber("--gamma", 1));
        }},
       {"hsvcc",
        "usage: strobe-quirk filter hsvcc [--cpu LEVEL] [--threads N] [--hue-shift H] [--saturation S] [--value V]\n"
@@ -95,9 +99,9 @@ const std::vector<FilterEntry>& filterEntries() {
        true,
        {{"--hue-shift", true}, {"--saturation", true}, {"--value", true}},
        [](Layer* layer, const Arguments& arguments) {
-         return std::make_unique<OZ::Image::HSVCCFilter<Host>>(layer, float(arguments.number("--hue-shift", 0)),
-                                                              float(arguments.number("--saturation", 1)),
-                                                              float(arguments.number("--value", 1)));
+         return std::make_unique<OZ::Image::HSVCCFilter<Host>>(layer, arguments.floatNumber("--hue-shift", 0),
+                                                              arguments.floatNumber("--saturation", 1),
+                                                              arguments.floatNumber("--value", 1));
        }},
       {"blur",
        "usage: strobe-quirk filter blur [--cpu LEVEL] [--threads N] --sigma-x SX --sigma-y SY\n"
@@ -182,14 +186,15 @@ int runFilter(const std::vector<std::string>& words) {
   const bool twoInputs = bool(entry.buildFromTwo);
   arguments.expectPositionals(twoInputs ? 3 : 2, twoInputs ? "A, B and OUT" : "IN and OUT");
   const RawFormat& format = rawFormat(arguments.required("--format"));
-  const Size size = parseSize(arguments.required("--size"));
+  const Size size = parseSize(arguments.required("--size"), format);
+  const std::vector<std::string> inputPaths(arguments.positionals().begin(), arguments.positionals().end() - 1);
+  const std::string& outputPath = arguments.positionals().back();
+  checkOutputPath(outputPath, inputPaths);
   const long threads = arguments.integer("--threads", 0);
   if (arguments.has("--threads") && (threads < 1 || threads > 256)) throw UsageError("--threads must be 1 to 256");
   const OZ::Image::ProcessorFlags mask = cpuMask(arguments.optional("--cpu").value_or("auto"));
   std::vector<std::vector<unsigned char>> inputBytes;
-  for (std::size_t i = 0; i + 1 < arguments.positionals().size(); ++i)
-    inputBytes.push_back(readRawImage(arguments.positionals()[i], format, size));
-  const std::string& outputPath = arguments.positionals().back();
+  for (const std::string& path : inputPaths) inputBytes.push_back(readRawImage(path, format, size));
 
   StandIn::Settings settings;
   settings.iterations = int(threads);
@@ -214,10 +219,7 @@ int runFilter(const std::vector<std::string>& words) {
     OZ::Image::renderGraph<Host>(filter.get(), &session.host, output);
   }
   OZ::Image::restrictProcessorFlags(~OZ::Image::ProcessorFlags(0));
-  writeFileAtomically(outputPath, [&](std::ostream& out) {
-    const std::vector<unsigned char> result = copyOutOfWorld(*outputWorld, format);
-    out.write(reinterpret_cast<const char*>(result.data()), std::streamsize(result.size()));
-  });
+  writeFileAtomically(outputPath, [&](std::ostream& out) { writeRawImage(out, *outputWorld, format); });
   return 0;
 }
 

@@ -31,6 +31,8 @@ void printHelp(std::ostream& out) {
 
 int run(const std::vector<std::string>& words) {
   if (words.empty()) throw UsageError("no command given (see strobe-quirk --help)");
+  if ((words[0] == "--help" || words[0] == "-h" || words[0] == "--version") && words.size() > 1)
+    throw UsageError(words[0] + " takes nothing after it: " + words[1]);
   if (words[0] == "--help" || words[0] == "-h") {
     printHelp(std::cout);
     return 0;

@@ -27,7 +27,9 @@ int runSample(const std::vector<std::string>& words) {
   const Arguments arguments(words, {{"--format", true}, {"--size", true}});
   arguments.expectPositionals(1, "OUT");
   const RawFormat& format = rawFormat(arguments.required("--format"));
-  const Size size = parseSize(arguments.required("--size"));
+  const Size size = parseSize(arguments.required("--size"), format);
+  const std::string& path = arguments.positionals()[0];
+  checkOutputPath(path);
   OZ::Image::ChannelPositions positions;
   OZ::Image::formatPositions(format.code, positions);
   std::vector<unsigned char> bytes(rawBytes(format, size));
@@ -47,7 +49,6 @@ int runSample(const std::vector<std::string>& words) {
         if (format.depth == 32) std::memcpy(at, &rgba[channel], 4);
       }
     }
-  const std::string& path = arguments.positionals()[0];
   writeFileAtomically(path, [&](std::ostream& out) {
     out.write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
   });
@@ -64,7 +65,9 @@ const Command kSampleCommand{"sample", "write a generated sample image",
                              "Writes a generated raw image: colour ramps, a bright disc in the middle,\n"
                              "alpha fading toward the corners.\n"
                              "\n"
-                             "formats: argb8, bgra8, argb16, bgra16, argb32, bgra32\n",
+                             "formats: argb8, bgra8, argb16, bgra16, argb32, bgra32\n"
+                             "sizes: each side 1 to 32768, at most 1 GiB per frame (256 MiB in the\n"
+                             "       32-bit build)\n",
                              runSample};
 
 }  // namespace StrobeQuirk::Cli
