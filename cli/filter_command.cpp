@@ -136,7 +136,7 @@ const std::vector<FilterEntry>& filterEntries() {
        nullptr,
        [](Layer* a, Layer* b, const Arguments& arguments) {
          const std::uint32_t mode = parseBlendMode(arguments.required("--mode"));
-         const float opacity = float(parseNumber(arguments.required("--opacity"), "--opacity"));
+         const float opacity = parseFloat(arguments.required("--opacity"), "--opacity");
          return std::make_unique<OZ::Image::BlendFilter<Host>>(a, b, mode, opacity);
        }},
   };
