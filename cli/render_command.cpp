@@ -23,17 +23,23 @@ namespace {
 // "NUM/DEN" as the host's rational: NUM signed, DEN unsigned, both 32-bit,
 // taken as they stand (the plug-in decides what a factor of 0/0 means).
 PF_RationalScale parseRational(const std::string& text, const std::string& what) {
+  // Decimal digits, at most `longest` of them, after an optional '-'.
+  auto whole = [](const std::string& digits, bool sign, long long& value) {
+    const std::size_t start = sign && !digits.empty() && digits[0] == '-' ? 1 : 0;
+    if (digits.size() == start || digits.size() - start > 10 ||
+        digits.find_first_not_of("0123456789", start) != std::string::npos)
+      return false;
+    value = std::stoll(digits);
+    return true;
+  };
   const std::size_t slash = text.find('/');
-  if (slash == std::string::npos) throw UsageError(what + " must be NUM/DEN: " + text);
-  const long num = parseInteger(text.substr(0, slash), what);
-  const std::string den = text.substr(slash + 1);
-  const bool digits = !den.empty() && den.size() <= 10 && den.find_first_not_of("0123456789") == std::string::npos;
-  const unsigned long long denominator = digits ? std::stoull(den) : 0;
-  if (num < std::numeric_limits<std::int32_t>::min() || num > std::numeric_limits<std::int32_t>::max() || !digits ||
-      denominator > std::numeric_limits<std::uint32_t>::max())
+  long long num = 0, den = 0;
+  if (slash == std::string::npos || !whole(text.substr(0, slash), true, num) ||
+      !whole(text.substr(slash + 1), false, den) || num < std::numeric_limits<std::int32_t>::min() ||
+      num > std::numeric_limits<std::int32_t>::max() || den > std::numeric_limits<std::uint32_t>::max())
     throw UsageError(what + " must be NUM/DEN, NUM from -2147483648 to 2147483647 and DEN from 0 to 4294967295: " +
                      text);
-  return PF_RationalScale{A_long(num), A_u_long(denominator)};
+  return PF_RationalScale{A_long(num), A_u_long(den)};
 }
 
 // The level the plug-in's kernels may use, for the length of one command.
@@ -153,9 +159,12 @@ int runRender(const std::vector<std::string>& words, const StandIn::Faults& faul
 
 const Command kRenderCommand{
     "render", "render frames of the effect through the plug-in",
-    "usage: strobe-quirk render --frame N [CONTROLS] [OPTIONS] --format F --size WxH IN OUT\n"
-    "       strobe-quirk render --frames A-B [CONTROLS] [OPTIONS] --format F --size WxH IN OUT_PATTERN\n"
-    "       strobe-quirk render --frames A-B [CONTROLS] [OPTIONS] --format F --size WxH IN_PATTERN OUT_PATTERN\n"
+    "usage: strobe-quirk render --frame N [CONTROLS] [OPTIONS] --format F --size WxH\n"
+    "                           IN OUT\n"
+    "       strobe-quirk render --frames A-B [CONTROLS] [OPTIONS] --format F --size WxH\n"
+    "                           IN OUT_PATTERN\n"
+    "       strobe-quirk render --frames A-B [CONTROLS] [OPTIONS] --format F --size WxH\n"
+    "                           IN_PATTERN OUT_PATTERN\n"
     "\n"
     "Renders frames of the effect over a raw layer of format F and size WxH, through\n"
     "the plug-in loaded as the application loads it, with the stand-in host in the\n"
@@ -177,15 +186,16 @@ const Command kRenderCommand{
     "  --quirk-time T      mean gap between pulses in frames (1 to 100, default 3)\n"
     "  --random-quirk R    how far a gap may vary, in percent (0 to 100, default 0)\n"
     "  --increase-quirky   the weaker, tighter mask\n"
-    "  --unmasked          the frame itself pulses: the layer on a pulse, nothing in a gap\n"
+    "  --unmasked          the frame itself pulses: the layer on a pulse, nothing in\n"
+    "                      a gap\n"
     "Numbers are decimal and finite; outside its range a value is held to the range,\n"
     "as the application holds a typed value.\n"
     "\n"
     "options:\n"
     "  --downsample-x NUM/DEN, --downsample-y NUM/DEN\n"
     "                      the render's downsample factors (NUM -2147483648 to\n"
-    "                      2147483647, DEN 0 to 4294967295; default 1/1), handed to the\n"
-    "                      plug-in as they stand; the frame keeps its size\n"
+    "                      2147483647, DEN 0 to 4294967295; default 1/1), handed to\n"
+    "                      the plug-in as they stand; the frame keeps its size\n"
     "  --threads N         iterations the host grants (1 to 256; default: one per\n"
     "                      processor)\n"
     "  --cpu LEVEL         the highest processor level the plug-in's kernels may use:\n"
