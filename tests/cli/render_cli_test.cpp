@@ -141,15 +141,6 @@ TEST_F(RenderCommandTest, BadInputIsRefusedWithNothingWritten) {
                 "cannot write " + file("s-1.raw") + ": it is one of the input frames");
 }
 
-TEST_F(RenderCommandTest, HelpNamesTheCommandAndItsPatterns) {
-  const Outcome list = run("--help");
-  EXPECT_NE(list.out.find("  render\n"), std::string::npos) << list.out;
-  const Outcome help = run("render --help");
-  EXPECT_EQ(help.status, 0);
-  for (const char* mention : {"--frames A-B", "IN_PATTERN OUT_PATTERN", "%0Nd", "--downsample-x NUM/DEN", "--plugin PATH"})
-    EXPECT_NE(help.out.find(mention), std::string::npos) << mention;
-}
-
 TEST_F(RenderCommandTest, TheSampleClipLoopsOverFortyEightDistinctFrames) {
   fs::create_directory(dir_ / "a");
   fs::create_directory(dir_ / "b");

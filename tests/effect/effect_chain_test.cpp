@@ -260,20 +260,17 @@ TEST(EffectChain, IncreaseQuirkyMakesTheMaskWeakerAndTighter) {
   EXPECT_LT(increased[away] / increased[peak], plain[away] / plain[peak] * 0.8f);
 }
 
-TEST(EffectChain, UnmultiplyAndPremultiplyWrapTheMaskedChain) {
+TEST(EffectChain, UnmultiplyAndPremultiplyWrapTheChainOrFallAway) {
   EffectRun run;
   const std::string mask = "gaussianBlur(HSVCC(balance(UnmultAlpha(layer))))";
   EXPECT_EQ(run.graph(0, true, true), "PremultAlpha(blend(UnmultAlpha(layer), " + mask + "))");
   EXPECT_EQ(run.graph(3, true, false), "blend(UnmultAlpha(layer), " + mask + ")");
   EXPECT_EQ(run.graph(3, false, true), "PremultAlpha(blend(layer, gaussianBlur(HSVCC(balance(layer)))))");
   EXPECT_EQ(run.graph(0, false, false), "blend(layer, gaussianBlur(HSVCC(balance(layer))))");
-}
 
-TEST(EffectChain, UnmaskedGraphsWithUnmultiplyAndPremultiply) {
-  EffectRun run;
+  // Unmasked, a pulse with both steps asked for is the layer itself: the
+  // unmultiply built before is dropped with the mask chain.
   run.store->setBool(true, kUnmaskedIndex);
-  // A pulse with both steps asked for is the layer itself: the unmultiply
-  // built before is dropped with the mask chain.
   EXPECT_EQ(run.graph(0, true, true), "layer");
   EXPECT_EQ(run.graph(0, false, false), "layer");
   // With one of the two, that one step stays.
@@ -282,24 +279,4 @@ TEST(EffectChain, UnmaskedGraphsWithUnmultiplyAndPremultiply) {
   // A gap is transparent whatever was asked for: nothing is premultiplied.
   EXPECT_EQ(run.graph(2, true, true), "clear");
   EXPECT_EQ(run.graph(4, false, true), "clear");
-}
-
-TEST(EffectChain, PremultiplyAfterAnUnmaskedPulseGivesPremultipliedPixels) {
-  EffectRun run;
-  run.store->setBool(true, kUnmaskedIndex);
-  run.standIn.setTime(0, 1);
-  {
-    QuirkPluginAE::Image in(&run.effect, run.source), out(&run.effect, run.output);
-    Layer layer(&in, OZ::Image::emptyRect);
-    EffectGraph<Host> arena(&run.effect, &layer);
-    OZ::Image::renderGraph<Host>(run.effect.buildGraph(arena, *run.store, false, true), &run.effect, out);
-  }
-  const Pixels source(run.source, run.format), output(run.output, run.format);
-  for (std::int32_t y = 0; y < kHeight; ++y)
-    for (std::int32_t x = 0; x < kWidth; ++x) {
-      const float alpha = source.get(x, y, 3);
-      ASSERT_EQ(output.get(x, y, 3), alpha);
-      for (int channel = 0; channel < 3; ++channel)
-        ASSERT_NEAR(output.get(x, y, channel), source.get(x, y, channel) * alpha, 1.0f / 255.0f) << x << "," << y;
-    }
 }
