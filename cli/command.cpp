@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <limits>
+#include <new>
 
 namespace StrobeQuirk::Cli {
 
@@ -108,6 +109,41 @@ long parseInteger(const std::string& text, const std::string& what) {
   const long value = std::strtol(text.c_str(), nullptr, 10);
   if (errno == ERANGE) throw UsageError(what + " out of range: " + text);
   return value;
+}
+
+int exitStatusOf(const std::function<int()>& run, std::ostream& err) {
+  try {
+    return run();
+  } catch (const UsageError& error) {
+    err << "strobe-quirk: " << error.what() << "\n";
+    return 2;
+  } catch (const std::bad_alloc&) {
+    err << "strobe-quirk: out of memory\n";
+    return 1;
+  } catch (const std::exception& error) {
+    err << "strobe-quirk: " << error.what() << "\n";
+    return 1;
+  }
+}
+
+std::int32_t parseFrameNumber(const std::string& text, const std::string& what) {
+  const long value = parseInteger(text, what);
+  if (value < -kMaxFrameNumber || value > kMaxFrameNumber)
+    throw UsageError(what + " out of range: " + text + " (frames " + std::to_string(-kMaxFrameNumber) + " to " +
+                     std::to_string(kMaxFrameNumber) + ")");
+  return std::int32_t(value);
+}
+
+FrameRange parseFrameRange(const std::string& text, const std::string& what) {
+  // The separator is the first '-' that is not a sign.
+  const std::size_t dash = text.find('-', 1);
+  if (dash == std::string::npos) {
+    const std::int32_t frame = parseFrameNumber(text, what);
+    return {frame, frame};
+  }
+  const FrameRange range{parseFrameNumber(text.substr(0, dash), what), parseFrameNumber(text.substr(dash + 1), what)};
+  if (range.first > range.last) throw UsageError(what + " runs backwards: " + text);
+  return range;
 }
 
 }  // namespace StrobeQuirk::Cli

@@ -2,7 +2,10 @@
 // The frame of the command-line tool: subcommands, their options, and the
 // rule for bad input (exit status 2, one line on stderr, no output file).
 
+#include <cstdint>
+#include <functional>
 #include <map>
+#include <ostream>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -52,6 +55,24 @@ class Arguments {
 double parseNumber(const std::string& text, const std::string& what);
 float parseFloat(const std::string& text, const std::string& what);  // also finite as a 32-bit float
 long parseInteger(const std::string& text, const std::string& what);
+
+// Frame numbers the tool takes: the effect counts frames in 32-bit floats,
+// which hold every whole number only up to this size.
+inline constexpr std::int32_t kMaxFrameNumber = 1 << 24;
+
+// One frame number, -kMaxFrameNumber to kMaxFrameNumber.
+std::int32_t parseFrameNumber(const std::string& text, const std::string& what);
+
+struct FrameRange {
+  std::int32_t first, last;  // first <= last
+};
+
+// "A-B" (each a frame number, so "-5--1" is five frames), or "A" alone.
+FrameRange parseFrameRange(const std::string& text, const std::string& what);
+
+// Runs a command and turns what it throws into the tool's exit status and
+// one line on `err`: 2 for a UsageError, 1 for anything else.
+int exitStatusOf(const std::function<int()>& run, std::ostream& err);
 
 struct Command {
   const char* name;

@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "cli/commands.h"
+#include "cli/processor_level.h"
 #include "cli/session.h"
 #include "image/blend/blend_filter.h"
 #include "image/filter_layer.h"
@@ -55,10 +56,6 @@ const char kCommonHelp[] =
     "OUT must not be an input. Numbers are decimal and finite.\n"
     "  --threads N   iterations the host grants (1: one direct call on this thread;\n"
     "                default: one per processor)\n";
-
-const char kCpuHelp[] =
-    "  --cpu LEVEL   the highest processor level the kernels may use: auto (default),\n"
-    "                scalar, sse2, ssse3, sse41; a level this processor lacks is refused\n";
 
 const std::vector<FilterEntry>& filterEntries() {
   static const std::vector<FilterEntry> entries = {
@@ -152,27 +149,7 @@ const FilterEntry& filterEntry(const std::string& name) {
 }
 
 std::string filterUsage(const FilterEntry& entry) {
-  return std::string(entry.usage) + kCommonHelp + (entry.hasLevels ? kCpuHelp : "");
-}
-
-// The flag mask of a --cpu level, refusing a level this processor lacks.
-OZ::Image::ProcessorFlags cpuMask(const std::string& level) {
-  using namespace OZ::Image;
-  ProcessorFlags mask;
-  if (level == "auto")
-    return ~ProcessorFlags(0);
-  else if (level == "scalar")
-    mask = 0;
-  else if (level == "sse2")
-    mask = kFlagSSE2;
-  else if (level == "ssse3")
-    mask = kFlagSSE2 | kFlagSSSE3;
-  else if (level == "sse41")
-    mask = kFlagSSE2 | kFlagSSSE3 | kFlagSSE41;
-  else
-    throw UsageError("unknown --cpu level " + level + " (auto, scalar, sse2, ssse3, sse41)");
-  if ((queryProcessorFlags() & mask) != mask) throw UsageError("this processor lacks " + level);
-  return mask;
+  return std::string(entry.usage) + kCommonHelp + (entry.hasLevels ? kCpuOptionHelp : "");
 }
 
 int runFilter(const std::vector<std::string>& words) {
@@ -192,7 +169,7 @@ int runFilter(const std::vector<std::string>& words) {
   checkOutputPath(outputPath, inputPaths);
   const long threads = arguments.integer("--threads", 0);
   if (arguments.has("--threads") && (threads < 1 || threads > 256)) throw UsageError("--threads must be 1 to 256");
-  const OZ::Image::ProcessorFlags mask = cpuMask(arguments.optional("--cpu").value_or("auto"));
+  const OZ::Image::ProcessorFlags mask = processorMask(arguments.optional("--cpu").value_or("auto"));
   std::vector<std::vector<unsigned char>> inputBytes;
   for (const std::string& path : inputPaths) inputBytes.push_back(readRawImage(path, format, size));
 

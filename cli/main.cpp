@@ -1,9 +1,7 @@
 // strobe-quirk: runs the effect and its filters outside the application.
 
 #include <cstring>
-#include <exception>
 #include <iostream>
-#include <new>
 #include <string>
 #include <vector>
 
@@ -19,6 +17,7 @@ const Command* const kCommands[] = {
     &kPresetCommand,
     &kScheduleCommand,
     &kFilterCommand,
+    &kRenderCommand,
     &kAboutCommand,
 };
 
@@ -60,16 +59,6 @@ int run(const std::vector<std::string>& words) {
 
 int main(int argc, char** argv) {
   using namespace StrobeQuirk::Cli;
-  try {
-    return run(std::vector<std::string>(argv + 1, argv + argc));
-  } catch (const UsageError& error) {
-    std::cerr << "strobe-quirk: " << error.what() << "\n";
-    return 2;
-  } catch (const std::bad_alloc&) {
-    std::cerr << "strobe-quirk: out of memory\n";
-    return 1;
-  } catch (const std::exception& error) {
-    std::cerr << "strobe-quirk: " << error.what() << "\n";
-    return 1;
-  }
+  const std::vector<std::string> words(argv + 1, argv + argc);
+  return exitStatusOf([&] { return run(words); }, std::cerr);
 }

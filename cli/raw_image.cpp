@@ -64,13 +64,25 @@ std::size_t rawBytes(const RawFormat& format, const Size& size) {
   return std::size_t(size.width) * std::size_t(size.height) * std::size_t(OZ::Image::bytesPerPixel(format.depth));
 }
 
+namespace {
+
+UsageError lengthMismatch(const std::string& path, const RawFormat& format, const Size& size, const std::string& held) {
+  return UsageError(path + " holds " + held + " bytes, not the " + std::to_string(rawBytes(format, size)) + " of a " +
+                    std::to_string(size.width) + "x" + std::to_string(size.height) + " " + format.name + " frame");
+}
+
+}  // namespace
+
+void checkRawImage(const std::string& path, const RawFormat& format, const Size& size) {
+  const InputFile in(path);
+  if (in.size() && *in.size() != rawBytes(format, size))
+    throw lengthMismatch(path, format, size, std::to_string(*in.size()));
+}
+
 std::vector<unsigned char> readRawImage(const std::string& path, const RawFormat& format, const Size& size) {
   InputFile in(path);
   const std::size_t expected = rawBytes(format, size);
-  auto mismatch = [&](const std::string& held) {
-    return UsageError(path + " holds " + held + " bytes, not the " + std::to_string(expected) + " of a " +
-                      std::to_string(size.width) + "x" + std::to_string(size.height) + " " + format.name + " frame");
-  };
+  auto mismatch = [&](const std::string& held) { return lengthMismatch(path, format, size, held); };
   if (in.size() && *in.size() != expected) throw mismatch(std::to_string(*in.size()));
   std::vector<unsigned char> bytes(expected);
   const std::size_t got = in.read(bytes.data(), expected);

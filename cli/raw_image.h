@@ -45,6 +45,10 @@ std::size_t rawBytes(const RawFormat& format, const Size& size);
 // match before reading more than one byte past it.
 std::vector<unsigned char> readRawImage(const std::string& path, const RawFormat& format, const Size& size);
 
+// Refuses what readRawImage would refuse of a regular file, without
+// reading it; a pipe or a device passes, to be read once.
+void checkRawImage(const std::string& path, const RawFormat& format, const Size& size);
+
 // Between raw bytes and a world of the same size and format.
 void copyIntoWorld(const std::vector<unsigned char>& bytes, PF_EffectWorld& world, const RawFormat& format);
 std::vector<unsigned char> copyOutOfWorld(const PF_EffectWorld& world, const RawFormat& format);
