@@ -43,7 +43,8 @@ const LevelCase kLevels[] = {
 const OZ::Image::PixelFormatCode kFormats[] = {formatCode("argb"), formatCode("bgra"), formatCode("Argb"),
                                                formatCode("Bgra"), formatCode("ARgb"), formatCode("BGra")};
 
-const Shortcuts kEachShortcut[] = {OZ::Image::kShortcutDesaturation};
+// The grey blur needs the desaturation's word: alone it must change nothing.
+const Shortcuts kEachShortcut[] = {OZ::Image::kShortcutDesaturation, OZ::Image::kShortcutGreyBlur};
 
 // One layer, rendered through the effect as the adapter renders a frame.
 class EffectRun {
