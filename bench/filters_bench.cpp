@@ -1,8 +1,12 @@
 // Whole filters as the effect runs them: a graph layer → filter → output
 // through the stand-in host, on 1 or 2 of the host's threads, at each
-// processor level, beside a plain copy of the same frame.
+// processor level, beside a plain copy of the same frame. The "chain" rows
+// render the effect's whole masked graph in process, once by the general
+// path and once with the shortcuts that keep every byte (image/shortcuts.h).
 //
 //   build/x64/bench/oz_bench --benchmark_filter=balance
+//   valgrind --tool=callgrind --toggle-collect='*renderChainFrame*' \
+//       build/x64/bench/oz_bench --benchmark_filter='chain/shortcuts/depth:8/threads:1' --benchmark_min_time=0
 
 #include <benchmark/benchmark.h>
 
@@ -12,6 +16,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <utility>
 
 #include "effect/quirk_plugin_ae.h"
 #include "image/filter_layer.h"
@@ -21,6 +26,7 @@
 #include "image/filters/premult_alpha_filter.h"
 #include "image/filters/processor_flags.h"
 #include "image/render_graph.h"
+#include "image/shortcuts.h"
 #include "standin/standin_host.h"
 
 namespace {
@@ -100,6 +106,27 @@ void copyFrame(benchmark::State& state) {
   state.SetBytesProcessed(std::int64_t(state.iterations()) * std::int64_t(bytes));
 }
 
+// One frame of the effect (a pulse, default controls) as the adapter renders it.
+[[gnu::noinline]] void renderChainFrame(Frame& frame, StrobeQuirk::QuirkPluginAE::Store& store) {
+  Host::Image source(&frame.host, frame.input), target(&frame.host, frame.output), spare(&frame.host);
+  frame.host.renderFrame(store, source, target, spare, nullptr);
+}
+
+void runChain(benchmark::State& state, OZ::Image::Shortcuts shortcuts) {
+  const int depth = int(state.range(0)), iterations = int(state.range(1)), width = int(state.range(2));
+  Frame frame(formatOfDepth(depth), width, width * 9 / 16, iterations);
+  StrobeQuirk::QuirkPluginAE::Store store;
+  frame.host.defineParameters(store);
+  frame.standIn.setTime(0, 1);
+  OZ::Image::restrictShortcuts(shortcuts);
+  renderChainFrame(frame, store);  // the first frame is cold
+  for (auto _ : state) {
+    renderChainFrame(frame, store);
+    benchmark::DoNotOptimize(frame.output->data);
+  }
+  OZ::Image::restrictShortcuts(~OZ::Image::Shortcuts(0));
+}
+
 struct Level {
   const char* name;
   OZ::Image::ProcessorFlags mask;
@@ -130,6 +157,17 @@ const bool registered = [] {
   copy->ArgNames({"depth", "threads", "width"})->Unit(benchmark::kMillisecond)->UseRealTime();
   for (int width : {1920, 3840})
     for (int depth : {8, 16, 32}) copy->Args({depth, 1, width});
+  const std::pair<const char*, OZ::Image::Shortcuts> chains[] = {
+      {"chain/general", 0},
+      {"chain/desaturation", OZ::Image::kShortcutDesaturation},
+      {"chain/shortcuts", ~OZ::Image::Shortcuts(0)}};
+  for (const auto& [name, shortcuts] : chains) {
+    auto* chain = benchmark::RegisterBenchmark(
+        name, [shortcuts = shortcuts](benchmark::State& state) { runChain(state, shortcuts); });
+    chain->ArgNames({"depth", "threads", "width"})->Unit(benchmark::kMillisecond)->UseRealTime();
+    for (int depth : {8, 16, 32})
+      for (int threads : {1, 2}) chain->Args({depth, threads, 1920});
+  }
   registerFilter("premult", [](Node* in) { return std::make_unique<OZ::Image::PremultAlphaFilter<Host>>(in); },
                  {"scalar"}, {1920});
   registerFilter("balance",

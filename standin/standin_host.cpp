@@ -170,6 +170,7 @@ PF_Err StandInHost::allocateWorld(A_long width, A_long height, PixelFormatCode f
                   std::size_t(OZ::Image::bytesPerPixel(OZ::Image::formatDepth(format))) * std::size_t(width));
   worlds_[world->data] = std::make_unique<WorldRecord>(WorldRecord{block, bytes, format, true});
   ++pluginWorlds_;
+  holdPluginBytes(bytes);
   return PF_Err_NONE;
 }
 
@@ -177,6 +178,7 @@ PF_Err StandInHost::releaseWorld(PF_EffectWorld* world) {
   std::lock_guard<std::mutex> guard(mutex_);
   auto found = worlds_.find(world->data);
   if (found == worlds_.end() || !found->second->plugin) return PF_Err_BAD_CALLBACK_PARAM;
+  dropPluginBytes(found->second->bytes);
   spareBlocks_.emplace(found->second->bytes, found->second->block);
   if (spareBlocks_.size() > kSpareBlocks) {
     std::free(spareBlocks_.begin()->second);
@@ -221,6 +223,7 @@ PF_Handle StandInHost::allocateHandle(A_HandleSize bytes) {
   }
   PF_Handle handle = &record->data;
   handles_[handle] = record;
+  holdPluginBytes(bytes);
   return handle;
 }
 
@@ -239,7 +242,9 @@ PF_Handle StandInHost::applicationHandle(A_HandleSize bytes) {
 void StandInHost::adoptHandle(PF_Handle handle) {
   std::lock_guard<std::mutex> guard(mutex_);
   auto found = handles_.find(handle);
-  if (found != handles_.end()) found->second->application = true;
+  if (found == handles_.end() || found->second->application) return;
+  found->second->application = true;
+  dropPluginBytes(found->second->size);
 }
 
 void* StandInHost::lockHandle(PF_Handle handle) {
@@ -264,6 +269,7 @@ void StandInHost::disposeHandle(PF_Handle handle) {
     std::fputs("stand-in host: host_dispose_handle of a handle it does not know\n", stderr);
     std::abort();
   }
+  if (!found->second->application) dropPluginBytes(found->second->size);
   std::free(found->second->data);
   delete found->second;
   handles_.erase(found);
@@ -282,8 +288,34 @@ PF_Err StandInHost::resizeHandle(A_HandleSize bytes, PF_Handle* handle) {
   void* grown = std::realloc(found->second->data, bytes ? bytes : 1);
   if (!grown) return PF_Err_OUT_OF_MEMORY;
   found->second->data = grown;
+  if (!found->second->application) {
+    dropPluginBytes(found->second->size);
+    holdPluginBytes(bytes);
+  }
   found->second->size = bytes;
   return PF_Err_NONE;
+}
+
+void StandInHost::holdPluginBytes(std::size_t bytes) {
+  pluginBytes_ += bytes;
+  if (pluginBytes_ > peakPluginBytes_) peakPluginBytes_ = pluginBytes_;
+}
+
+void StandInHost::dropPluginBytes(std::size_t bytes) { pluginBytes_ -= bytes; }
+
+std::size_t StandInHost::pluginBytes() const {
+  std::lock_guard<std::mutex> guard(mutex_);
+  return pluginBytes_;
+}
+
+std::size_t StandInHost::peakPluginBytes() const {
+  std::lock_guard<std::mutex> guard(mutex_);
+  return peakPluginBytes_;
+}
+
+void StandInHost::resetPeakPluginBytes() {
+  std::lock_guard<std::mutex> guard(mutex_);
+  peakPluginBytes_ = pluginBytes_;
 }
 
 std::size_t StandInHost::liveHandles() const {

@@ -98,6 +98,11 @@ class StandInHost {
   // application took over (default texts, parameter values) are not counted.
   std::size_t liveHandles() const;
   std::size_t liveWorlds() const;  // worlds the plug-in asked for
+  // Bytes of the plug-in's own worlds and handles held now, and the most it
+  // held at once since the last reset: what a render really cost in memory.
+  std::size_t pluginBytes() const;
+  std::size_t peakPluginBytes() const;
+  void resetPeakPluginBytes();
   // Requests the plug-in made so far, refused or not: the Nth is what the
   // faults count.
   int worldRequests() const;
@@ -176,6 +181,7 @@ class StandInHost {
   std::multimap<std::size_t, unsigned char*> spareBlocks_;      // freed plugin worlds, by size
   int worldRequests_ = 0, handleRequests_ = 0;
   std::size_t pluginWorlds_ = 0;
+  std::size_t pluginBytes_ = 0, peakPluginBytes_ = 0;
   std::map<std::pair<std::string, int>, int> heldSuites_;
   std::vector<std::pair<std::string, int>> suiteCalls_;
   std::vector<PF_PixelFormat> formats_;
@@ -187,6 +193,8 @@ class StandInHost {
   std::vector<std::pair<PF_ParamIndex, PF_ParamDef>> uiUpdates_;
   EffectInstance* instance_ = nullptr;
   std::unique_ptr<Pool> pool_;
+  void holdPluginBytes(std::size_t bytes);  // under mutex_
+  void dropPluginBytes(std::size_t bytes);
   StandInHost* previous_;
 };
 

@@ -84,6 +84,10 @@ class FilterBase {
   virtual bool canReuseInput(std::size_t /*inputIndex*/) const { return false; }
   // An image this node already has (a layer), which consumers view.
   virtual Image* directImage() const { return nullptr; }
+  // Whether `image`, this node's result in the render under way, is known to
+  // hold three equal colour channels in every pixel, so that a consumer may
+  // work on one of them for all three.
+  virtual bool equalColourChannels(const Image& /*image*/) const { return false; }
   virtual void process(Host* /*host*/, Image& /*output*/, Image* const* /*inputImages*/) {}
 
   virtual KernelSource kernelSource(Host* /*host*/, DeviceContext* /*device*/, const PixelDescriptor&) const {

@@ -122,6 +122,34 @@ void filterScalarLines(const BlurLines& lines, const DericheCoefficients& coeffi
   }
 }
 
+// Colour and alpha of each line, each filtered as filterScalarLines filters
+// it; in pixels the colour then goes to the other two colour components.
+template <BlurSamples Kind>
+void filterGreyScalarLines(const BlurLines& lines, const BlurGrey& grey, const DericheCoefficients& coefficients,
+                           std::int64_t begin, std::int64_t end, double* scratch, std::int32_t lineCoordinate0,
+                           Progress& progress, std::int64_t progressBase, std::int64_t progressTotal) {
+  constexpr int componentBytes = ScalarSamples<Kind>::componentBytes;
+  const int alpha = grey.alphaFirst ? 0 : 3, colour = grey.alphaFirst ? 1 : 0;
+  const int channels[2][2] = {{grey.intoPairs ? colour : 0, grey.intoPairs ? 0 : colour},
+                              {grey.intoPairs ? alpha : 1, grey.intoPairs ? 1 : alpha}};
+  for (std::int64_t line = begin; line < end; ++line) {
+    const unsigned char* source = lines.source + line * lines.sourceLineStep;
+    unsigned char* output = lines.output + line * lines.outputLineStep;
+    for (const auto& [from, to] : channels)
+      filterChannel<Kind>(source + from * componentBytes, lines.sourceSampleStep, lines.n,
+                          output + to * componentBytes, lines.outputSampleStep, lines.count, lines.first,
+                          coefficients, scratch);
+    if (!grey.intoPairs)
+      for (std::int64_t i = 0; i < lines.count; ++i) {
+        unsigned char* pixel = output + i * lines.outputSampleStep;
+        for (int other = 0; other < 4; ++other)
+          if (other != alpha && other != colour)
+            std::memcpy(pixel + other * componentBytes, pixel + colour * componentBytes, componentBytes);
+      }
+    if ((std::int64_t(lineCoordinate0) + line) % 32 == 0) progress.report(progressBase + line, progressTotal);
+  }
+}
+
 void* alignScratch(void* scratch) {
   const auto address = reinterpret_cast<std::uintptr_t>(scratch);
   return reinterpret_cast<void*>((address + 63) & ~std::uintptr_t(63));
@@ -164,6 +192,29 @@ template void blurScalarLines<ScalarLevel>(BlurSamples, const BlurLines&, const 
                                            std::int64_t, void*, std::int32_t, Progress&, std::int64_t,
                                            std::int64_t);
 
+template <class Level>
+void blurGreyScalarLines(BlurSamples samples, const BlurLines& lines, const BlurGrey& grey,
+                         const DericheCoefficients& coefficients, std::int64_t begin, std::int64_t end, void* scratch,
+                         std::int32_t lineCoordinate0, Progress& progress, std::int64_t progressBase,
+                         std::int64_t progressTotal) {
+  noteLevelRun(Level::level);
+  double* doubles = static_cast<double*>(alignScratch(scratch));
+  auto run = [&]<BlurSamples Kind>() {
+    filterGreyScalarLines<Kind>(lines, grey, coefficients, begin, end, doubles, lineCoordinate0, progress,
+                                progressBase, progressTotal);
+  };
+  switch (samples) {
+    case BlurSamples::Float32: return run.template operator()<BlurSamples::Float32>();
+    case BlurSamples::Unsigned16White32768: return run.template operator()<BlurSamples::Unsigned16White32768>();
+    case BlurSamples::Unsigned16OtherWhite: return run.template operator()<BlurSamples::Unsigned16OtherWhite>();
+    case BlurSamples::Unsigned8: return run.template operator()<BlurSamples::Unsigned8>();
+  }
+}
+
+template void blurGreyScalarLines<ScalarLevel>(BlurSamples, const BlurLines&, const BlurGrey&,
+                                               const DericheCoefficients&, std::int64_t, std::int64_t, void*,
+                                               std::int32_t, Progress&, std::int64_t, std::int64_t);
+
 void blurLineRange(BlurFamily family, BlurSamples samples, const BlurLines& lines,
                    const DericheCoefficients& coefficients, std::int64_t begin, std::int64_t end, void* scratch,
                    std::int32_t lineCoordinate0, Progress& progress, std::int64_t progressBase,
@@ -181,6 +232,24 @@ void blurLineRange(BlurFamily family, BlurSamples samples, const BlurLines& line
   } else {
     blurVectorLines<SSE2Level>(samples, checked, coefficients, begin, end, scratch, lineCoordinate0, progress,
                                progressBase, progressTotal);
+  }
+}
+
+void blurGreyLineRange(BlurFamily family, BlurSamples samples, const BlurLines& lines, const BlurGrey& grey,
+                       const DericheCoefficients& coefficients, std::int64_t begin, std::int64_t end, void* scratch,
+                       std::int32_t lineCoordinate0, Progress& progress, std::int64_t progressBase,
+                       std::int64_t progressTotal) {
+  BlurLines checked = lines;
+  checked.count = std::max<std::int64_t>(0, std::min(lines.count, lines.n - lines.first));
+  if (family == BlurFamily::Scalar) {
+    blurGreyScalarLines<ScalarLevel>(samples, checked, grey, coefficients, begin, end, scratch, lineCoordinate0,
+                                     progress, progressBase, progressTotal);
+  } else if (queryProcessorFlags() & kFlagAVX) {
+    blurGreyVectorLines<AVXLevel>(samples, checked, grey, coefficients, begin, end, scratch, lineCoordinate0,
+                                  progress, progressBase, progressTotal);
+  } else {
+    blurGreyVectorLines<SSE2Level>(samples, checked, grey, coefficients, begin, end, scratch, lineCoordinate0,
+                                   progress, progressBase, progressTotal);
   }
 }
 

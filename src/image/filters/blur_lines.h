@@ -47,6 +47,18 @@ struct BlurLines {
   std::int64_t first;  // the source sample of output sample 0; 0 <= first
 };
 
+// Lines whose pixels are known to hold three equal colour channels carry
+// only one colour channel and alpha: the colour filtered once stands for
+// all three. Such samples are four-component pixels, of which one colour
+// component and alpha are read and all four written (the colour to all
+// three of its components), or pairs of colour and alpha, the compact form
+// between the two passes. Every channel is filtered exactly as the
+// four-channel lines filter it, so the bytes are theirs.
+struct BlurGrey {
+  bool intoPairs;   // pixels in, pairs out (the first pass); else pairs in, pixels out
+  bool alphaFirst;  // in pixels, alpha is component 0, else component 3
+};
+
 // Bytes of scratch one worker needs for lines of up to n samples. The
 // scalar family needs one double per sample; the vector family works on up
 // to 16 lines at a time, each needing four floats and four doubles per
@@ -81,9 +93,17 @@ void blurLineRange(BlurFamily family, BlurSamples samples, const BlurLines& line
                    std::int32_t lineCoordinate0, Progress& progress, std::int64_t progressBase,
                    std::int64_t progressTotal);
 
-// The family entries behind blurLineRange, each instantiated in its own
-// level's file: blurScalarLines<ScalarLevel>, blurVectorLines<SSE2Level>
-// and blurVectorLines<AVXLevel>.
+// blurLineRange for lines of colour and alpha alone: the same family, the
+// same scratch, the same reports.
+void blurGreyLineRange(BlurFamily family, BlurSamples samples, const BlurLines& lines, const BlurGrey& grey,
+                       const DericheCoefficients& coefficients, std::int64_t begin, std::int64_t end, void* scratch,
+                       std::int32_t lineCoordinate0, Progress& progress, std::int64_t progressBase,
+                       std::int64_t progressTotal);
+
+// The family entries behind blurLineRange and blurGreyLineRange, each
+// instantiated in its own level's file: blurScalarLines<ScalarLevel>,
+// blurVectorLines<SSE2Level> and blurVectorLines<AVXLevel>, and their grey
+// counterparts.
 template <class Level>
 void blurScalarLines(BlurSamples samples, const BlurLines& lines, const DericheCoefficients& coefficients,
                      std::int64_t begin, std::int64_t end, void* scratch, std::int32_t lineCoordinate0,
@@ -92,5 +112,15 @@ template <class Level>
 void blurVectorLines(BlurSamples samples, const BlurLines& lines, const DericheCoefficients& coefficients,
                      std::int64_t begin, std::int64_t end, void* scratch, std::int32_t lineCoordinate0,
                      Progress& progress, std::int64_t progressBase, std::int64_t progressTotal);
+template <class Level>
+void blurGreyScalarLines(BlurSamples samples, const BlurLines& lines, const BlurGrey& grey,
+                         const DericheCoefficients& coefficients, std::int64_t begin, std::int64_t end, void* scratch,
+                         std::int32_t lineCoordinate0, Progress& progress, std::int64_t progressBase,
+                         std::int64_t progressTotal);
+template <class Level>
+void blurGreyVectorLines(BlurSamples samples, const BlurLines& lines, const BlurGrey& grey,
+                         const DericheCoefficients& coefficients, std::int64_t begin, std::int64_t end, void* scratch,
+                         std::int32_t lineCoordinate0, Progress& progress, std::int64_t progressBase,
+                         std::int64_t progressTotal);
 
 }  // namespace OZ::Image

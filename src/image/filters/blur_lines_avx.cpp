@@ -20,6 +20,7 @@ namespace OZ::Image {
 template <>
 struct BlurLanes<AVXLevel> {
   static constexpr int linesPerGroup = 2;
+  static constexpr int doublesPerGroup = 2;
   using Floats = __m256;    // the group's first line in the low half, its second in the high half
   using Doubles = __m256d;  // one line's four channels
   struct Feedback {
@@ -66,7 +67,8 @@ struct BlurLanes<AVXLevel> {
   }
 
   template <BlurSamples Kind, bool Adjacent>
-  static Floats load(const unsigned char* pixel, std::int64_t partnerStep) {
+  static Floats load(const unsigned char* pixel, std::int64_t partnerStep, int lines) {
+    if (!Adjacent && lines < 2) partnerStep = 0;
     if constexpr (Kind == BlurSamples::Float32 && Adjacent) {
       return _mm256_loadu_ps(reinterpret_cast<const float*>(pixel));
     } else if constexpr (Kind == BlurSamples::Float32) {
@@ -83,7 +85,8 @@ struct BlurLanes<AVXLevel> {
   // The SSE2 build's stores, two pixels at a time: round to nearest even,
   // then the same saturating packs lane by lane.
   template <BlurSamples Kind, bool Adjacent>
-  static void store(unsigned char* pixel, std::int64_t partnerStep, Floats v) {
+  static void store(unsigned char* pixel, std::int64_t partnerStep, int lines, Floats v) {
+    if (!Adjacent && lines < 2) partnerStep = 0;
     if constexpr (Kind == BlurSamples::Float32 && Adjacent) {
       _mm256_storeu_ps(reinterpret_cast<float*>(pixel), v);
     } else if constexpr (Kind == BlurSamples::Float32) {

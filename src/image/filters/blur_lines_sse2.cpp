@@ -15,6 +15,7 @@ namespace OZ::Image {
 template <>
 struct BlurLanes<SSE2Level> {
   static constexpr int linesPerGroup = 1;
+  static constexpr int doublesPerGroup = 1;
   using Floats = __m128;
   struct Doubles {
     __m128d low, high;  // channels 0, 1 and 2, 3
@@ -52,7 +53,7 @@ struct BlurLanes<SSE2Level> {
 
   // A group is one line: there is no partner.
   template <BlurSamples Kind, bool Adjacent>
-  static Floats load(const unsigned char* pixel, std::int64_t) {
+  static Floats load(const unsigned char* pixel, std::int64_t, int) {
     if constexpr (Kind == BlurSamples::Float32)
       return VectorPixels<SSE2Level, Bgra32>::load(pixel);
     else if constexpr (Kind == BlurSamples::Unsigned8)
@@ -62,7 +63,7 @@ struct BlurLanes<SSE2Level> {
   }
 
   template <BlurSamples Kind, bool Adjacent>
-  static void store(unsigned char* pixel, std::int64_t, Floats v) {
+  static void store(unsigned char* pixel, std::int64_t, int, Floats v) {
     if constexpr (Kind == BlurSamples::Float32) {
       _mm_storeu_ps(reinterpret_cast<float*>(pixel), v);
     } else if constexpr (Kind == BlurSamples::Unsigned8) {

@@ -21,20 +21,25 @@
 
 namespace OZ::Image {
 
-// What a level supplies as static members of BlurLanes<Level>:
-//   linesPerGroup     lines whose pixels share one float vector (1 or 2)
-//   Floats            one pixel of each line of a group, as floats
-//   Doubles           one pixel of one line, as four doubles
+// What a level supplies as static members of BlurLanes<Level> (all four
+// channels of a pixel) and of the lanes of other sample forms:
+//   linesPerGroup     lines whose samples share one float vector (1, 2 or 4)
+//   doublesPerGroup   Doubles that hold a group's samples
+//   Floats            one sample of each line of a group, as floats
+//   Doubles           the samples of one or more lines, as doubles
 //   Feedback          d1..d4 as operands of the feedback
 //   set, add, mul, divide on Floats, lane by lane
-//   load<Kind, Adjacent>(pixel, partnerStep), store<Kind, Adjacent>(pixel,
-//                     partnerStep, v): the pixel of the group's first line at
-//                     `pixel`, that of its second partnerStep bytes further;
-//                     with Adjacent, partnerStep is the size of a pixel
+//   load<Kind, Adjacent>(sample, lineStep, lines), store<Kind, Adjacent>(sample,
+//                     lineStep, lines, v): the sample of the group's first line
+//                     at `sample`, that of line k lineStep × k bytes further;
+//                     a group of fewer lines repeats its last. With Adjacent
+//                     the group is whole and lineStep is the size of a sample
 //   feedbackOf(c)     d1..d4 of the coefficients
-//   widen(v, lines)   each line's four floats as doubles, exactly
+//   widen(v, doubles) the group's floats as doubles, exactly
 //   subtract(ff, h1, h2, h3, h4, d)   ff − d1·h1 − d2·h2 − d3·h3 − d4·h4
 //   sumToFloats(p, q) float(p + q) for each line of the group, one rounding
+// Each lane computes what it would alone: a channel's bytes do not depend
+// on which lanes, or how many, it shares its vectors with.
 template <class Level>
 struct BlurLanes;
 
@@ -57,7 +62,7 @@ struct BlurLanes;
 //
 // Adjacent: the lines of the set are neighbouring pixels, in the source and
 // in the output, so that the pixels of a group lie side by side.
-template <class Level, BlurSamples Kind, int StripLines, bool Adjacent>
+template <class Lanes, BlurSamples Kind, int StripLines, bool Adjacent>
 class BlurVectorWalk {
  public:
   // Lines [begin, end) of the set, in strips of at most StripLines; see
@@ -82,21 +87,20 @@ class BlurVectorWalk {
   }
 
  private:
-  using Lanes = BlurLanes<Level>;
   using Floats = typename Lanes::Floats;
   using Doubles = typename Lanes::Doubles;
   using Feedback = typename Lanes::Feedback;
   static constexpr int kGroup = Lanes::linesPerGroup;
-  static_assert(kGroup == 1 || kGroup == 2);
-  static_assert(StripLines % kGroup == 0 && StripLines <= BlurVectorScratch::lines);
+  static constexpr int kDoubles = Lanes::doublesPerGroup;
+  static_assert(kGroup == 1 || kGroup == 2 || kGroup == 4);
+  static_assert(StripLines % kGroup == 0);
   static constexpr int kGroups = StripLines / kGroup;
 
   // One group of lines at one sample.
   struct Cell {
-    Doubles p[kGroup];  // p, or q once the backward pass has passed
+    Doubles p[kDoubles];  // p, or q once the backward pass has passed
     Floats x;
   };
-  static_assert(sizeof(Cell) == kGroup * 48);
   static_assert(BlurVectorScratch::bytesPerSample >= kGroups * sizeof(Cell));
   static_assert(BlurVectorScratch::fixedBytes >= 64 + kGroups * sizeof(Floats) + 8 * kGroups * sizeof(Cell));
 
@@ -150,13 +154,13 @@ class BlurVectorWalk {
     }
 
     // Lines [line0, line0 + lineCount). A group that the strip fills only
-    // half takes its one line twice: both halves compute the same values
-    // and store them to the same pixel.
+    // in part takes its last line again: those lanes compute the same
+    // values and store them to the same sample.
     void startStrip(std::int64_t line0, int lineCount, std::int64_t stripPrefetchBytes) {
       source = lines.source + line0 * lines.sourceLineStep;
       output = lines.output + line0 * lines.outputLineStep;
       fullGroups = lineCount / kGroup;
-      partial = lineCount % kGroup != 0;
+      partial = lineCount % kGroup;
       prefetchBytes = stripPrefetchBytes;
     }
 
@@ -166,7 +170,7 @@ class BlurVectorWalk {
     const unsigned char* source = nullptr;  // sample 0 of the strip's first line
     unsigned char* output = nullptr;        // output sample 0 of the strip's first line
     int fullGroups = 0;
-    bool partial = false;
+    int partial = 0;                 // lines of the last group, when the strip does not fill it
     std::int64_t prefetchBytes = 0;  // bytes of a row that a strip of columns covers; 0 for rows
   };
 
@@ -197,7 +201,7 @@ class BlurVectorWalk {
     std::int64_t outputSampleStep, partnerOutputStep, groupOutputStep;
     std::int64_t n, first, prefetchBytes;
     int fullGroups;
-    bool partial;
+    int partial;
   };
 
   // Inlined by force: as a call, the optimiser finds it has no effect
@@ -215,7 +219,7 @@ class BlurVectorWalk {
   static void startEdge(const Walk& w, const Coefficients& k, bool fromEnd) {
     const std::int64_t n = w.lines.n, sampleStep = w.lines.sourceSampleStep;
     const std::int64_t groupStep = kGroup * w.lines.sourceLineStep, partnerStep = w.lines.sourceLineStep;
-    const int groups = w.fullGroups + int(w.partial);
+    const int groups = w.fullGroups + int(w.partial != 0);
     for (int g = 0; g < groups; ++g) w.edges[g] = Lanes::set(0.0f);
     if (k.estimates) {
       // Sample by sample across the strip; each line still sums its samples in order.
@@ -225,11 +229,11 @@ class BlurVectorWalk {
         const Floats weight = Lanes::set(float(k.weights[i]));
         const unsigned char* pixel = sample;
         for (int g = 0; g < w.fullGroups; ++g, pixel += groupStep)
-          w.edges[g] =
-              Lanes::add(w.edges[g], Lanes::mul(Lanes::template load<Kind, false>(pixel, partnerStep), weight));
+          w.edges[g] = Lanes::add(w.edges[g],
+                                  Lanes::mul(Lanes::template load<Kind, false>(pixel, partnerStep, kGroup), weight));
         if (w.partial)
-          w.edges[w.fullGroups] =
-              Lanes::add(w.edges[w.fullGroups], Lanes::mul(Lanes::template load<Kind, false>(pixel, 0), weight));
+          w.edges[w.fullGroups] = Lanes::add(
+              w.edges[w.fullGroups], Lanes::mul(Lanes::template load<Kind, false>(pixel, partnerStep, w.partial), weight));
       }
       if (k.weightSum != 0.0f)
         for (int g = 0; g < groups; ++g) w.edges[g] = Lanes::divide(w.edges[g], Lanes::set(k.weightSum));
@@ -238,12 +242,12 @@ class BlurVectorWalk {
     for (int g = 0; g < groups; ++g) {
       const Floats e = w.edges[g];
       const Floats y = Lanes::mul(Lanes::mul(Lanes::set(k.edgeFactor), e), Lanes::set(0.5f));
-      Doubles wide[kGroup];
+      Doubles wide[kDoubles];
       Lanes::widen(y, wide);
       for (int r = 0; r < 4; ++r) {
         Cell& cell = edgeRow[r * kRow + g];
         cell.x = e;
-        for (int l = 0; l < kGroup; ++l) cell.p[l] = wide[l];
+        for (int l = 0; l < kDoubles; ++l) cell.p[l] = wide[l];
       }
     }
   }
@@ -253,20 +257,20 @@ class BlurVectorWalk {
   //   that order, widened, then − d1·p[i−1] − d2·p[i−2] − d3·p[i−3] − d4·p[i−4]
   //   in double,
   // into the group's cell of row i.
-  template <bool Pair>
+  template <bool Whole>
   [[gnu::always_inline]] static inline void forwardCell(Cell* cell, const unsigned char* pixel,
-                                                        std::int64_t partnerStep, const Coefficients& k,
+                                                        std::int64_t partnerStep, int lines, const Coefficients& k,
                                                         const Feedback& d) {
-    const Floats x = Lanes::template load<Kind, Pair>(pixel, partnerStep);
+    const Floats x = Lanes::template load<Kind, Whole>(pixel, partnerStep, lines);
     Floats ff = Lanes::mul(k.n0, x);
     ff = Lanes::add(ff, Lanes::mul(k.n1, cell[-kRow].x));
     ff = Lanes::add(ff, Lanes::mul(k.n2, cell[-2 * kRow].x));
     ff = Lanes::add(ff, Lanes::mul(k.n3, cell[-3 * kRow].x));
     cell->x = x;
-    Doubles wide[kGroup];
+    Doubles wide[kDoubles];
     Lanes::widen(ff, wide);
 #pragma GCC unroll 2
-    for (int l = 0; l < kGroup; ++l)
+    for (int l = 0; l < kDoubles; ++l)
       cell->p[l] = Lanes::subtract(wide[l], cell[-kRow].p[l], cell[-2 * kRow].p[l], cell[-3 * kRow].p[l],
                                    cell[-4 * kRow].p[l], d);
   }
@@ -277,26 +281,27 @@ class BlurVectorWalk {
   // Without Store, x[j] is loaded and q[j] kept. With Store, x[j] is there
   // already, v = float(p[j] + q[j]) × norm (sum and product each rounded
   // once) is stored, and q[j] replaces p[j].
-  template <bool Store, bool Pair>
+  template <bool Store, bool Whole>
   [[gnu::always_inline]] static inline void backwardCell(Cell* cell, const unsigned char* pixel,
                                                          std::int64_t partnerStep, unsigned char* out,
-                                                         std::int64_t partnerOutputStep, const Coefficients& k,
-                                                         const Feedback& d) {
+                                                         std::int64_t partnerOutputStep, int lines,
+                                                         const Coefficients& k, const Feedback& d) {
     Floats ff = Lanes::mul(k.m1, cell[kRow].x);
     ff = Lanes::add(ff, Lanes::mul(k.m2, cell[2 * kRow].x));
     ff = Lanes::add(ff, Lanes::mul(k.m3, cell[3 * kRow].x));
     ff = Lanes::add(ff, Lanes::mul(k.m4, cell[4 * kRow].x));
-    if constexpr (!Store) cell->x = Lanes::template load<Kind, Pair>(pixel, partnerStep);
-    Doubles wide[kGroup], q[kGroup];
+    if constexpr (!Store) cell->x = Lanes::template load<Kind, Whole>(pixel, partnerStep, lines);
+    Doubles wide[kDoubles], q[kDoubles];
     Lanes::widen(ff, wide);
 #pragma GCC unroll 2
-    for (int l = 0; l < kGroup; ++l)
+    for (int l = 0; l < kDoubles; ++l)
       q[l] =
           Lanes::subtract(wide[l], cell[kRow].p[l], cell[2 * kRow].p[l], cell[3 * kRow].p[l], cell[4 * kRow].p[l], d);
     if constexpr (Store)
-      Lanes::template store<Kind, Pair>(out, partnerOutputStep, Lanes::mul(Lanes::sumToFloats(cell->p, q), k.norm));
+      Lanes::template store<Kind, Whole>(out, partnerOutputStep, lines,
+                                         Lanes::mul(Lanes::sumToFloats(cell->p, q), k.norm));
 #pragma GCC unroll 2
-    for (int l = 0; l < kGroup; ++l) cell->p[l] = q[l];
+    for (int l = 0; l < kDoubles; ++l) cell->p[l] = q[l];
   }
 
   // Forward samples [from, to) of every line of the strip.
@@ -313,11 +318,11 @@ class BlurVectorWalk {
         // The usual strip: a loop of known length, unrolled.
 #pragma GCC unroll 16
         for (int g = 0; g < kGroups; ++g, ++cell, pixel += c.groupStep)
-          forwardCell<Adjacent>(cell, pixel, c.partnerStep, k, d);
+          forwardCell<Adjacent>(cell, pixel, c.partnerStep, kGroup, k, d);
       } else {
         for (int g = 0; g < c.fullGroups; ++g, ++cell, pixel += c.groupStep)
-          forwardCell<Adjacent>(cell, pixel, c.partnerStep, k, d);
-        if (c.partial) forwardCell<false>(cell, pixel, 0, k, d);
+          forwardCell<Adjacent>(cell, pixel, c.partnerStep, kGroup, k, d);
+        if (c.partial) forwardCell<false>(cell, pixel, c.partnerStep, c.partial, k, d);
       }
     }
   }
@@ -339,11 +344,12 @@ class BlurVectorWalk {
         // The usual strip: a loop of known length, unrolled.
 #pragma GCC unroll 16
         for (int g = 0; g < kGroups; ++g, ++cell, pixel += c.groupStep, out += groupOutputStep)
-          backwardCell<Store, Adjacent>(cell, pixel, c.partnerStep, out, c.partnerOutputStep, k, d);
+          backwardCell<Store, Adjacent>(cell, pixel, c.partnerStep, out, c.partnerOutputStep, kGroup, k, d);
       } else {
         for (int g = 0; g < c.fullGroups; ++g, ++cell, pixel += c.groupStep, out += groupOutputStep)
-          backwardCell<Store, Adjacent>(cell, pixel, c.partnerStep, out, c.partnerOutputStep, k, d);
-        if (c.partial) backwardCell<Store, false>(cell, pixel, 0, out, 0, k, d);
+          backwardCell<Store, Adjacent>(cell, pixel, c.partnerStep, out, c.partnerOutputStep, kGroup, k, d);
+        if (c.partial)
+          backwardCell<Store, false>(cell, pixel, c.partnerStep, out, Store ? c.partnerOutputStep : 0, c.partial, k, d);
       }
     }
   }
@@ -373,15 +379,16 @@ void blurVectorLines(BlurSamples samples, const BlurLines& lines, const DericheC
   auto run = [&]<BlurSamples Kind>() {
     const std::int64_t pixelBytes = Kind == BlurSamples::Float32 ? 16 : Kind == BlurSamples::Unsigned8 ? 4 : 8;
     const bool adjacent = lines.sourceLineStep == pixelBytes && lines.outputLineStep == pixelBytes;
+    using Lanes = BlurLanes<Level>;
     if (columns && adjacent)
-      BlurVectorWalk<Level, Kind, 16, true>::filterLines(lines, coefficients, begin, end, scratch, lineCoordinate0,
+      BlurVectorWalk<Lanes, Kind, 16, true>::filterLines(lines, coefficients, begin, end, scratch, lineCoordinate0,
                                                          progress, progressBase, progressTotal, pixelBytes);
     else if (columns)
-      BlurVectorWalk<Level, Kind, 16, false>::filterLines(lines, coefficients, begin, end, scratch, lineCoordinate0,
+      BlurVectorWalk<Lanes, Kind, 16, false>::filterLines(lines, coefficients, begin, end, scratch, lineCoordinate0,
                                                           progress, progressBase, progressTotal,
                                                           magnitude(lines.sourceLineStep));
     else
-      BlurVectorWalk<Level, Kind, 8, false>::filterLines(lines, coefficients, begin, end, scratch, lineCoordinate0,
+      BlurVectorWalk<Lanes, Kind, 8, false>::filterLines(lines, coefficients, begin, end, scratch, lineCoordinate0,
                                                          progress, progressBase, progressTotal, 0);
   };
   switch (samples) {
@@ -390,6 +397,62 @@ void blurVectorLines(BlurSamples samples, const BlurLines& lines, const DericheC
     case BlurSamples::Unsigned16OtherWhite: return run.template operator()<BlurSamples::Unsigned16OtherWhite>();
     case BlurSamples::Unsigned8: return run.template operator()<BlurSamples::Unsigned8>();
   }
+}
+
+// Lanes of colour and alpha alone (BlurGrey), one specialisation per level:
+// from pixels into pairs (the first pass), or from pairs into pixels (the
+// second).
+template <class Level, bool IntoPairs, bool AlphaFirst>
+struct BlurGreyLanes;
+
+// Strips of the grey walk: a group carries twice the lines of a
+// four-channel group, so a strip needs twice the lines to keep as many
+// recursions in flight.
+inline constexpr int kGreyRowStrip = 16;
+inline constexpr int kGreyColumnStrip = 32;
+
+template <class Level>
+void blurGreyVectorLines(BlurSamples samples, const BlurLines& lines, const BlurGrey& grey,
+                         const DericheCoefficients& coefficients, std::int64_t begin, std::int64_t end, void* scratch,
+                         std::int32_t lineCoordinate0, Progress& progress, std::int64_t progressBase,
+                         std::int64_t progressTotal) {
+  noteLevelRun(Level::level);
+  const auto magnitude = [](std::int64_t step) { return step < 0 ? -step : step; };
+  const bool columns = magnitude(lines.sourceLineStep) < magnitude(lines.sourceSampleStep);
+  auto run = [&]<BlurSamples Kind, bool IntoPairs, bool AlphaFirst>() {
+    using Lanes = BlurGreyLanes<Level, IntoPairs, AlphaFirst>;
+    const std::int64_t componentBytes = Kind == BlurSamples::Float32 ? 4 : Kind == BlurSamples::Unsigned8 ? 1 : 2;
+    const std::int64_t pixelBytes = 4 * componentBytes, pairBytes = 2 * componentBytes;
+    if constexpr (IntoPairs) {
+      // The first pass: lines of pixels, taken one by one.
+      BlurVectorWalk<Lanes, Kind, kGreyRowStrip, false>::filterLines(
+          lines, coefficients, begin, end, scratch, lineCoordinate0, progress, progressBase, progressTotal,
+          columns ? magnitude(lines.sourceLineStep) : 0);
+    } else if (columns && lines.sourceLineStep == pairBytes && lines.outputLineStep == pixelBytes) {
+      // The second pass: neighbouring columns, read and written side by side.
+      BlurVectorWalk<Lanes, Kind, kGreyColumnStrip, true>::filterLines(lines, coefficients, begin, end, scratch,
+                                                                        lineCoordinate0, progress, progressBase,
+                                                                        progressTotal, pixelBytes);
+    } else {
+      BlurVectorWalk<Lanes, Kind, kGreyColumnStrip, false>::filterLines(
+          lines, coefficients, begin, end, scratch, lineCoordinate0, progress, progressBase, progressTotal,
+          columns ? magnitude(lines.sourceLineStep) : 0);
+    }
+  };
+  auto forKind = [&]<bool IntoPairs, bool AlphaFirst>() {
+    switch (samples) {
+      case BlurSamples::Float32: return run.template operator()<BlurSamples::Float32, IntoPairs, AlphaFirst>();
+      case BlurSamples::Unsigned16White32768:
+        return run.template operator()<BlurSamples::Unsigned16White32768, IntoPairs, AlphaFirst>();
+      case BlurSamples::Unsigned16OtherWhite:
+        return run.template operator()<BlurSamples::Unsigned16OtherWhite, IntoPairs, AlphaFirst>();
+      case BlurSamples::Unsigned8: return run.template operator()<BlurSamples::Unsigned8, IntoPairs, AlphaFirst>();
+    }
+  };
+  if (grey.intoPairs)
+    grey.alphaFirst ? forKind.template operator()<true, true>() : forKind.template operator()<true, false>();
+  else
+    grey.alphaFirst ? forKind.template operator()<false, true>() : forKind.template operator()<false, false>();
 }
 
 }  // namespace OZ::Image

@@ -1,15 +1,23 @@
 #pragma once
 // Colour correction in hue, saturation and value. When only the value
-// changes, the levels kernels do the work.
+// changes, the levels kernels do the work; when all colour goes, a short
+// route sets each pixel's channels to its value, and the filter can then
+// vouch for three equal colour channels in its result.
+
+#include <atomic>
 
 #include "image/filters/balance_filter.h"
+#include "image/filters/desaturation_kernels.h"
 #include "image/filters/hsvcc_kernels.h"
+#include "image/shortcuts.h"
 
 namespace OZ::Image {
 
 template <class Host>
 class HSVCCFilter final : public BalanceFilter<Host> {
  public:
+  using Image = ImageBuffer<Host>;
+
   HSVCCFilter(FilterBase<Host>* input, float hueShift, float saturationScale, float valueScale)
       : BalanceFilter<Host>(input, false, 0.0f, 1.0f, 0.0f, 1.0f, 1.0f),
         hueShift(hueShift),
@@ -19,12 +27,34 @@ class HSVCCFilter final : public BalanceFilter<Host> {
   const char* filterName() const override { return "HSVCC"; }
   bool canReuseInput(std::size_t) const override { return true; }
 
+  void process(Host* host, Image& output, Image* const* inputImages) override {
+    greyResult = {};
+    desaturating = fullDesaturation() && shortcutEnabled(kShortcutDesaturation);
+    everyPixelGrey.store(desaturating, std::memory_order_relaxed);
+    Filter<Host>::process(host, output, inputImages);
+    if (everyPixelGrey.load(std::memory_order_relaxed))
+      greyResult = {output.firstRow(), output.rowStride(), output.bounds};
+  }
+
+  // Only the image this node wrote in its last process, where every pixel
+  // took the short route.
+  bool equalColourChannels(const Image& image) const override {
+    return greyResult.firstRow && image.firstRow() == greyResult.firstRow && image.rowStride() == greyResult.stride &&
+           image.bounds == greyResult.bounds;
+  }
+
   void processBand(const Rect& band, std::uint64_t threadIndex) override {
     if (hueShift == 0.0f && saturationScale == 1.0f) {
       BalanceFilter<Host>::processBand(band, threadIndex);  // a plain scale of the colour by value
       return;
     }
     HostProgress<Host> progress = this->progressFor(threadIndex);
+    if (desaturating) {
+      if (!runDesaturationBand(this->output->depth, channelOrder(this->output->format), this->targetView(),
+                               this->sourceView(0), band, progress))
+        everyPixelGrey.store(false, std::memory_order_relaxed);
+      return;
+    }
     runHsvccBand(this->output->depth, channelOrder(this->output->format), this->targetView(), this->sourceView(0),
                  band, progress, hueShift, saturationScale, valueScale);
   }
@@ -38,6 +68,7 @@ class HSVCCFilter final : public BalanceFilter<Host> {
     arguments[1] = floatArgument("ccSV", {saturationScale, valueScale});
   }
   void runKernel(Host* host, DeviceBuffer& target, const DeviceBuffer* const* inputBuffers) override {
+    greyResult = {};
     if (hueShift == 0.0f && saturationScale == 1.0f) BalanceFilter<Host>::runKernel(host, target, inputBuffers);
     FilterBase<Host>::runKernel(host, target, inputBuffers);
   }
@@ -47,9 +78,22 @@ class HSVCCFilter final : public BalanceFilter<Host> {
     offset = 0.0f;
   }
 
+  // No colour left: every pixel's channels end at its value.
+  bool fullDesaturation() const { return hueShift == 0.0f && saturationScale == 0.0f && valueScale == 1.0f; }
+
   float hueShift;         // in turns: 1.0 is the whole circle
   float saturationScale;
   float valueScale;
+
+ private:
+  struct GreyResult {
+    const unsigned char* firstRow = nullptr;
+    std::int64_t stride = 0;
+    Rect bounds = emptyRect;
+  };
+  bool desaturating = false;  // this process takes the short route
+  std::atomic<bool> everyPixelGrey{false};
+  GreyResult greyResult;  // where it vouches for equal colour channels
 };
 
 }  // namespace OZ::Image

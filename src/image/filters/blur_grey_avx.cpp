@@ -1,0 +1,196 @@
+// The AVX build of the blur's grey lines: colour and alpha of four lines
+// in one 256-bit float vector, and two lines' feedback in one 256-bit
+// vector of doubles, where a line of four channels fills one alone. The
+// arithmetic of every lane is that of blur_lines_avx.cpp (and so of the
+// SSE2 builds), operation for operation, so each channel stores the same
+// bytes. The second pass reads four neighbouring pairs and writes four
+// neighbouring pixels at once.
+
+#include <immintrin.h>
+
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+#include "image/filters/blur_lines_vector.h"
+
+namespace OZ::Image {
+
+template <bool IntoPairs, bool AlphaFirst>
+struct BlurGreyLanes<AVXLevel, IntoPairs, AlphaFirst> {
+  static constexpr int linesPerGroup = 4;
+  static constexpr int doublesPerGroup = 2;
+  using Floats = __m256;    // colour and alpha of lines 0 and 1, then of lines 2 and 3
+  using Doubles = __m256d;  // colour and alpha of two lines
+  struct Feedback {
+    __m256d d1, d2, d3, d4;
+  };
+
+  // Where a pixel holds them; any colour component stands for all three.
+  static constexpr int kColour = AlphaFirst ? 1 : 0;
+  static constexpr int kAlpha = AlphaFirst ? 0 : 3;
+
+  static Floats set(float v) { return _mm256_set1_ps(v); }
+  static Floats add(Floats a, Floats b) { return _mm256_add_ps(a, b); }
+  static Floats mul(Floats a, Floats b) { return _mm256_mul_ps(a, b); }
+  static Floats divide(Floats a, Floats b) { return _mm256_div_ps(a, b); }
+
+  static Feedback feedbackOf(const DericheCoefficients& c) {
+    return {_mm256_set1_pd(c.d1), _mm256_set1_pd(c.d2), _mm256_set1_pd(c.d3), _mm256_set1_pd(c.d4)};
+  }
+
+  static void widen(Floats v, Doubles* lines) {
+    lines[0] = _mm256_cvtps_pd(_mm256_castps256_ps128(v));
+    lines[1] = _mm256_cvtps_pd(_mm256_extractf128_ps(v, 1));
+  }
+
+  static Doubles subtract(Doubles ff, Doubles h1, Doubles h2, Doubles h3, Doubles h4, const Feedback& d) {
+    Doubles v = _mm256_sub_pd(ff, _mm256_mul_pd(d.d1, h1));
+    v = _mm256_sub_pd(v, _mm256_mul_pd(d.d2, h2));
+    v = _mm256_sub_pd(v, _mm256_mul_pd(d.d3, h3));
+    return _mm256_sub_pd(v, _mm256_mul_pd(d.d4, h4));
+  }
+
+  static Floats sumToFloats(const Doubles* p, const Doubles* q) {
+    const __m128 first = _mm256_cvtpd_ps(_mm256_add_pd(p[0], q[0]));
+    const __m128 second = _mm256_cvtpd_ps(_mm256_add_pd(p[1], q[1]));
+    return _mm256_insertf128_ps(_mm256_castps128_ps256(first), second, 1);
+  }
+
+  template <BlurSamples Kind>
+  using Component = std::conditional_t<Kind == BlurSamples::Float32, float,
+                                       std::conditional_t<Kind == BlurSamples::Unsigned8, std::uint8_t, std::uint16_t>>;
+
+  static __m256 fromIntegers(__m128i low, __m128i high) {
+    return _mm256_cvtepi32_ps(_mm256_insertf128_si256(_mm256_castsi128_si256(low), high, 1));
+  }
+
+  // The group's line k lies k line steps on; a group of fewer lines
+  // repeats its last.
+  static const unsigned char* line(const unsigned char* sample, std::int64_t lineStep, int lines, int k) {
+    return sample + (k < lines ? k : lines - 1) * lineStep;
+  }
+
+  template <BlurSamples Kind, bool Whole>
+  static Floats load(const unsigned char* sample, std::int64_t lineStep, int lines) {
+    if constexpr (Whole && !IntoPairs) {
+      // Four neighbouring pairs.
+      if constexpr (Kind == BlurSamples::Float32) {
+        return _mm256_loadu_ps(reinterpret_cast<const float*>(sample));
+      } else if constexpr (Kind == BlurSamples::Unsigned8) {
+        const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(sample));
+        return fromIntegers(_mm_cvtepu8_epi32(bytes), _mm_cvtepu8_epi32(_mm_srli_si128(bytes, 4)));
+      } else {
+        const __m128i words = _mm_loadu_si128(reinterpret_cast<const __m128i*>(sample));
+        return fromIntegers(_mm_cvtepu16_epi32(words), _mm_cvtepu16_epi32(_mm_srli_si128(words, 8)));
+      }
+    } else if constexpr (IntoPairs) {
+      // Colour and alpha out of four pixels.
+      const unsigned char* at[4];
+      for (int k = 0; k < 4; ++k) at[k] = line(sample, lineStep, lines, k);
+      if constexpr (Kind == BlurSamples::Float32) {
+        constexpr int pick = AlphaFirst ? _MM_SHUFFLE(0, 1, 0, 1) : _MM_SHUFFLE(3, 0, 3, 0);
+        auto pixel = [&](int k) { return _mm_loadu_ps(reinterpret_cast<const float*>(at[k])); };
+        const __m128 low = _mm_shuffle_ps(pixel(0), pixel(1), pick);
+        const __m128 high = _mm_shuffle_ps(pixel(2), pixel(3), pick);
+        return _mm256_insertf128_ps(_mm256_castps128_ps256(low), high, 1);
+      } else if constexpr (Kind == BlurSamples::Unsigned8) {
+        std::int32_t word[4];
+        for (int k = 0; k < 4; ++k) std::memcpy(&word[k], at[k], 4);
+        const __m128i pick = AlphaFirst ? _mm_setr_epi8(1, 0, 5, 4, 9, 8, 13, 12, -1, -1, -1, -1, -1, -1, -1, -1)
+                                        : _mm_setr_epi8(0, 3, 4, 7, 8, 11, 12, 15, -1, -1, -1, -1, -1, -1, -1, -1);
+        const __m128i bytes = _mm_shuffle_epi8(_mm_setr_epi32(word[0], word[1], word[2], word[3]), pick);
+        return fromIntegers(_mm_cvtepu8_epi32(bytes), _mm_cvtepu8_epi32(_mm_srli_si128(bytes, 4)));
+      } else {
+        auto pixels = [&](int k) {
+          return _mm_unpacklo_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(at[k])),
+                                    _mm_loadl_epi64(reinterpret_cast<const __m128i*>(at[k + 1])));
+        };
+        const __m128i pick = AlphaFirst ? _mm_setr_epi8(2, 3, 0, 1, 10, 11, 8, 9, -1, -1, -1, -1, -1, -1, -1, -1)
+                                        : _mm_setr_epi8(0, 1, 6, 7, 8, 9, 14, 15, -1, -1, -1, -1, -1, -1, -1, -1);
+        return fromIntegers(_mm_cvtepu16_epi32(_mm_shuffle_epi8(pixels(0), pick)),
+                            _mm_cvtepu16_epi32(_mm_shuffle_epi8(pixels(2), pick)));
+      }
+    } else {
+      // Pairs one by one: a group the strip fills only in part.
+      using C = Component<Kind>;
+      C values[8];
+      for (int k = 0; k < 4; ++k) std::memcpy(&values[2 * k], line(sample, lineStep, lines, k), 2 * sizeof(C));
+      if constexpr (Kind == BlurSamples::Float32)
+        return _mm256_loadu_ps(values);
+      else
+        return _mm256_setr_ps(float(values[0]), float(values[1]), float(values[2]), float(values[3]), float(values[4]),
+                              float(values[5]), float(values[6]), float(values[7]));
+    }
+  }
+
+  // The stores of blur_lines_avx.cpp, lane for lane: colour and alpha of
+  // the four lines, in order, as the format stores them.
+  template <BlurSamples Kind>
+  static __m128i stored(Floats v) {
+    if constexpr (Kind == BlurSamples::Unsigned8) {
+      const __m256i rounded = _mm256_cvtps_epi32(v);
+      const __m128i words = _mm_packs_epi32(_mm256_castsi256_si128(rounded), _mm256_extractf128_si256(rounded, 1));
+      return _mm_packus_epi16(words, words);
+    } else {
+      const __m256i rounded = _mm256_cvtps_epi32(_mm256_sub_ps(v, _mm256_set1_ps(32768.0f)));
+      __m128i words = _mm_packs_epi32(_mm256_castsi256_si128(rounded), _mm256_extractf128_si256(rounded, 1));
+      if constexpr (Kind == BlurSamples::Unsigned16White32768) words = _mm_min_epi16(words, _mm_setzero_si128());
+      return _mm_add_epi16(words, _mm_set1_epi16(std::int16_t(-32768)));
+    }
+  }
+
+  template <BlurSamples Kind, bool Whole>
+  static void store(unsigned char* sample, std::int64_t lineStep, int lines, Floats v) {
+    if constexpr (Whole && !IntoPairs) {
+      // Four neighbouring pixels, the colour in each of its three places.
+      if constexpr (Kind == BlurSamples::Float32) {
+        constexpr int first = AlphaFirst ? _MM_SHUFFLE(0, 0, 0, 1) : _MM_SHUFFLE(1, 0, 0, 0);
+        constexpr int second = AlphaFirst ? _MM_SHUFFLE(2, 2, 2, 3) : _MM_SHUFFLE(3, 2, 2, 2);
+        const __m128 low = _mm256_castps256_ps128(v), high = _mm256_extractf128_ps(v, 1);
+        float* out = reinterpret_cast<float*>(sample);
+        _mm_storeu_ps(out, _mm_shuffle_ps(low, low, first));
+        _mm_storeu_ps(out + 4, _mm_shuffle_ps(low, low, second));
+        _mm_storeu_ps(out + 8, _mm_shuffle_ps(high, high, first));
+        _mm_storeu_ps(out + 12, _mm_shuffle_ps(high, high, second));
+      } else if constexpr (Kind == BlurSamples::Unsigned8) {
+        const __m128i spread = AlphaFirst ? _mm_setr_epi8(1, 0, 0, 0, 3, 2, 2, 2, 5, 4, 4, 4, 7, 6, 6, 6)
+                                          : _mm_setr_epi8(0, 0, 0, 1, 2, 2, 2, 3, 4, 4, 4, 5, 6, 6, 6, 7);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(sample), _mm_shuffle_epi8(stored<Kind>(v), spread));
+      } else {
+        const __m128i words = stored<Kind>(v);
+        const __m128i spread = AlphaFirst ? _mm_setr_epi8(2, 3, 0, 1, 0, 1, 0, 1, 6, 7, 4, 5, 4, 5, 4, 5)
+                                          : _mm_setr_epi8(0, 1, 0, 1, 0, 1, 2, 3, 4, 5, 4, 5, 4, 5, 6, 7);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(sample), _mm_shuffle_epi8(words, spread));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(sample) + 1, _mm_shuffle_epi8(_mm_srli_si128(words, 8), spread));
+      }
+    } else {
+      using C = Component<Kind>;
+      C values[32 / sizeof(C)];  // room for a whole vector of any kind
+      if constexpr (Kind == BlurSamples::Float32)
+        _mm256_storeu_ps(values, v);
+      else
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(values), stored<Kind>(v));
+      // Lines past the group's last would only repeat it.
+      for (int k = 0; k < lines && k < 4; ++k) write(sample + k * lineStep, values[2 * k], values[2 * k + 1]);
+    }
+  }
+
+  template <class C>
+  static void write(unsigned char* sample, C colour, C alpha) {
+    if constexpr (IntoPairs) {
+      const C pair[2] = {colour, alpha};
+      std::memcpy(sample, pair, sizeof pair);
+    } else {
+      C pixel[4] = {colour, colour, colour, colour};
+      pixel[kAlpha] = alpha;
+      std::memcpy(sample, pixel, sizeof pixel);
+    }
+  }
+};
+
+template void blurGreyVectorLines<AVXLevel>(BlurSamples, const BlurLines&, const BlurGrey&, const DericheCoefficients&,
+                                            std::int64_t, std::int64_t, void*, std::int32_t, Progress&, std::int64_t,
+                                            std::int64_t);
+
+}  // namespace OZ::Image

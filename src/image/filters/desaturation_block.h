@@ -1,0 +1,189 @@
+#pragma once
+// The vector kernels of the full desaturation. The row walk is the general
+// HSVCC kernel's (single pixels outside the source's valid rectangle and
+// until the target is 16-byte aligned, then blocks of four, then the
+// rest), since at 16 bits alpha depends on it. Integer blocks stay in
+// integers: the largest of three channels is an unsigned maximum, and the
+// 16-bit block's limit to 32768 covers both its colour and its alpha. Float
+// blocks are cut short where every lane qualifies, and handed to the
+// general kernel where one does not.
+//
+// For level files only; everything is templated on the level.
+
+#include <emmintrin.h>
+#include <smmintrin.h>
+
+#include <cstdint>
+
+#include "image/filters/desaturation_kernels.h"
+#include "image/filters/desaturation_pixel.h"
+#include "image/kernel_walk.h"
+#include "image/pixel_layout.h"
+#include "image/vector_pixels.h"
+
+namespace OZ::Image {
+
+// Unsigned 16-bit maximum and minimum: SSE4.1 has them, the earlier levels
+// flip the sign bit around the signed ones.
+template <class Level>
+struct UnsignedWords {
+  static __m128i max(__m128i a, __m128i b) {
+    if constexpr (hasSSE41<Level>) {
+      return _mm_max_epu16(a, b);
+    } else {
+      const __m128i sign = _mm_set1_epi16(std::int16_t(-32768));
+      return _mm_xor_si128(_mm_max_epi16(_mm_xor_si128(a, sign), _mm_xor_si128(b, sign)), sign);
+    }
+  }
+  static __m128i min(__m128i a, __m128i b) {
+    if constexpr (hasSSE41<Level>) {
+      return _mm_min_epu16(a, b);
+    } else {
+      const __m128i sign = _mm_set1_epi16(std::int16_t(-32768));
+      return _mm_xor_si128(_mm_min_epi16(_mm_xor_si128(a, sign), _mm_xor_si128(b, sign)), sign);
+    }
+  }
+};
+
+// Four 8-bit pixels: the largest colour byte into all three, alpha kept
+// (the general block normalises and rounds it back to itself).
+template <class Level, class Layout>
+__m128i desaturateBytes(__m128i pixels) {
+  const __m128i low = _mm_set1_epi32(0xFF);
+  if constexpr (Layout::alphaFirst) {
+    __m128i largest = _mm_max_epu8(_mm_srli_epi32(pixels, 8), _mm_srli_epi32(pixels, 16));
+    largest = _mm_and_si128(_mm_max_epu8(largest, _mm_srli_epi32(pixels, 24)), low);
+    const __m128i colour = _mm_or_si128(_mm_or_si128(_mm_slli_epi32(largest, 8), _mm_slli_epi32(largest, 16)),
+                                        _mm_slli_epi32(largest, 24));
+    return _mm_or_si128(colour, _mm_and_si128(pixels, low));
+  } else {
+    __m128i largest = _mm_max_epu8(pixels, _mm_srli_epi32(pixels, 8));
+    largest = _mm_and_si128(_mm_max_epu8(largest, _mm_srli_epi32(pixels, 16)), low);
+    const __m128i colour = _mm_or_si128(_mm_or_si128(largest, _mm_slli_epi32(largest, 8)), _mm_slli_epi32(largest, 16));
+    return _mm_or_si128(colour, _mm_andnot_si128(_mm_set1_epi32(0x00FFFFFF), pixels));
+  }
+}
+
+// Two 16-bit pixels: the largest colour word into all three, then every
+// word limited to 32768, as the general block stores colour and alpha.
+template <class Level, class Layout>
+__m128i desaturateWords(__m128i pixels) {
+  using Words = UnsignedWords<Level>;
+  const __m128i low = _mm_set_epi32(0, 0xFFFF, 0, 0xFFFF);
+  __m128i colour;
+  if constexpr (Layout::alphaFirst) {
+    __m128i largest = Words::max(_mm_srli_epi64(pixels, 16), _mm_srli_epi64(pixels, 32));
+    largest = _mm_and_si128(Words::max(largest, _mm_srli_epi64(pixels, 48)), low);
+    colour = _mm_or_si128(_mm_or_si128(_mm_slli_epi64(largest, 16), _mm_slli_epi64(largest, 32)),
+                          _mm_slli_epi64(largest, 48));
+    colour = _mm_or_si128(colour, _mm_and_si128(pixels, low));
+  } else {
+    __m128i largest = Words::max(pixels, _mm_srli_epi64(pixels, 16));
+    largest = _mm_and_si128(Words::max(largest, _mm_srli_epi64(pixels, 32)), low);
+    colour = _mm_or_si128(_mm_or_si128(largest, _mm_slli_epi64(largest, 16)), _mm_slli_epi64(largest, 32));
+    colour = _mm_or_si128(colour, _mm_andnot_si128(_mm_set_epi32(0xFFFF, -1, 0xFFFF, -1), pixels));
+  }
+  return Words::min(colour, _mm_set1_epi16(std::int16_t(-32768)));
+}
+
+template <class Level, class Layout>
+struct DesaturationRowSpans {
+  using Pixel = DesaturationPixel<Level, Layout>;
+  using Block = VectorBlock<Level, Layout>;
+  static constexpr int bytes = Layout::bytes;
+
+  const TargetView& target;
+  const SourceView& source;
+  bool allShort = true;  // no pixel needed the general conversion
+
+  template <class View>
+  static auto* at(const View& view, std::int32_t x, std::int32_t y) {
+    return view.data + (std::int64_t(y) - view.rect.y0) * view.stride + (std::int64_t(x) - view.rect.x0) * bytes;
+  }
+
+  static bool aligned(const void* address) { return (reinterpret_cast<std::uintptr_t>(address) & 15) == 0; }
+
+  void pixels(unsigned char* out, const unsigned char* in, std::int32_t count) {
+    bool all = true;
+    for (; count > 0; --count, out += bytes, in += bytes) all &= Pixel::convert(out, in);
+    allShort &= all;
+  }
+
+  void edge(std::int32_t y, std::int32_t x0, std::int32_t x1) {
+    if (x1 > x0) pixels(at(target, x0, y), at(source, x0, y), x1 - x0);
+  }
+
+  void inner(std::int32_t y, std::int32_t x0, std::int32_t x1) {
+    if (x1 <= x0) return;
+    unsigned char* out = at(target, x0, y);
+    const unsigned char* in = at(source, x0, y);
+    std::int32_t head = 0;
+    while (x0 + head < x1 && !aligned(out + head * bytes)) ++head;
+    pixels(out, in, head);
+    out += head * bytes;
+    in += head * bytes;
+    const std::int32_t blocks = (x1 - x0 - head) / 4;
+    const bool all = aligned(in) ? runBlocks<true>(out, in, blocks) : runBlocks<false>(out, in, blocks);
+    allShort &= all;
+    pixels(out + blocks * Block::bytes, in + blocks * Block::bytes, x1 - x0 - head - 4 * blocks);
+  }
+
+  template <bool AlignedSource>
+  static bool runBlocks(unsigned char* out, const unsigned char* in, std::int32_t blocks) {
+    bool all = true;
+    for (; blocks > 0; --blocks, out += Block::bytes, in += Block::bytes) {
+      if constexpr (Layout::depth == 8) {
+        _mm_store_si128(reinterpret_cast<__m128i*>(out),
+                        desaturateBytes<Level, Layout>(Block::template loadBytes<AlignedSource>(in)));
+      } else if constexpr (Layout::depth == 16) {
+        _mm_store_si128(reinterpret_cast<__m128i*>(out),
+                        desaturateWords<Level, Layout>(Block::template loadBytes<AlignedSource>(in)));
+        _mm_store_si128(reinterpret_cast<__m128i*>(out) + 1,
+                        desaturateWords<Level, Layout>(Block::template loadBytes<AlignedSource>(in + 16)));
+      } else {
+        all &= floatBlock<AlignedSource>(out, in);
+      }
+    }
+    return all;
+  }
+
+  template <bool AlignedSource>
+  [[gnu::always_inline]] static bool floatBlock(unsigned char* out, const unsigned char* in) {
+    using Channels = HsvccChannels<Layout>;
+    typename Block::Components c = Block::template load<AlignedSource>(in);
+    __m128& red = c.lane[Channels::red];
+    __m128& green = c.lane[Channels::green];
+    __m128& blue = c.lane[Channels::blue];
+    // The general conversion's maximum, operand for operand.
+    const __m128 value = _mm_max_ps(blue, _mm_max_ps(green, red));
+    const __m128 smallest = _mm_min_ps(blue, _mm_min_ps(green, red));
+    const __m128 spread = _mm_sub_ps(value, smallest);
+    const __m128 zero = _mm_setzero_ps(), top = _mm_set1_ps(0x1p64f);
+    auto inRange = [&](__m128 channel) { return _mm_and_ps(_mm_cmpge_ps(channel, zero), _mm_cmple_ps(channel, top)); };
+    const __m128 qualifies =
+        _mm_and_ps(_mm_and_ps(inRange(red), _mm_and_ps(inRange(green), inRange(blue))),
+                   _mm_or_ps(_mm_cmpeq_ps(spread, zero), _mm_cmpge_ps(spread, _mm_set1_ps(0x1p-64f))));
+    if (_mm_movemask_ps(qualifies) != 15) {
+      Pixel::general(out, in, 4);  // the target is aligned: one general block
+      return false;
+    }
+    red = green = blue = value;
+    Block::store(out, c);
+    return true;
+  }
+};
+
+template <class Level, class Layout>
+bool runDesaturationLevel(const TargetView& target, const SourceView& source, const Rect& band, Progress& progress) {
+  noteLevelRun(Level::level);
+  SourceView unbordered = source;
+  unbordered.border = {0, 0, 0, 0};
+  DesaturationRowSpans<Level, Layout> spans{target, unbordered};
+  walkBand<Level>(band, innerRect<Level>(band, unbordered), progress, spans);
+  return spans.allShort;
+}
+
+#define OZ_DESATURATION_LEVEL_ENTRY(Level, Layout) \
+  template bool runDesaturationLevel<Level, Layout>(const TargetView&, const SourceView&, const Rect&, Progress&);
+
+}  // namespace OZ::Image

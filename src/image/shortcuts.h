@@ -1,0 +1,25 @@
+#pragma once
+// Shorter routes to the same bytes: kernels and graph decisions that skip
+// work the general path would do for nothing (a blur of three equal
+// channels, an HSV round trip that ends where it started). Every shortcut
+// produces exactly what the general path produces, at every level; all are
+// on. The tests turn them off to compare the two routes.
+
+#include <cstdint>
+
+namespace OZ::Image {
+
+using Shortcuts = std::uint32_t;
+
+// The hue/saturation filter's full desaturation: the largest channel into all three.
+inline constexpr Shortcuts kShortcutDesaturation = 1;
+// The blur of an image of three equal colour channels: one of them and alpha.
+inline constexpr Shortcuts kShortcutGreyBlur = 2;
+
+// Whether a shortcut may be taken now.
+bool shortcutEnabled(Shortcuts shortcut);
+
+// Test seam: only the shortcuts of the mask are taken from now on.
+void restrictShortcuts(Shortcuts mask);
+
+}  // namespace OZ::Image

@@ -1,0 +1,183 @@
+// The blur's grey lines (one colour channel and alpha) against its
+// four-channel lines on images whose three colour channels are equal: both
+// passes, through the compact intermediate, must store the very bytes of
+// the four-channel route at every level, for every kind of sample, in both
+// channel orders, with the same progress reports.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "image/filters/blur_lines.h"
+#include "image/filters/processor_flags.h"
+
+namespace OZ::Image {
+namespace {
+
+struct GreyLevel {
+  const char* name;
+  BlurFamily family;
+  ProcessorFlags mask;
+  KernelLevel level;
+};
+
+const GreyLevel kLevels[] = {{"Scalar", BlurFamily::Scalar, ~ProcessorFlags(0), KernelLevel::Scalar},
+                             {"SSE2", BlurFamily::Vector, ~kFlagAVX, KernelLevel::SSE2},
+                             {"AVX", BlurFamily::Vector, ~ProcessorFlags(0), KernelLevel::AVX}};
+
+const BlurSamples kKinds[] = {BlurSamples::Float32, BlurSamples::Unsigned16White32768,
+                              BlurSamples::Unsigned16OtherWhite, BlurSamples::Unsigned8};
+
+int componentBytes(BlurSamples kind) {
+  return kind == BlurSamples::Float32 ? 4 : kind == BlurSamples::Unsigned8 ? 1 : 2;
+}
+
+struct RecordingProgress final : Progress {
+  void report(std::int64_t current, std::int64_t total) override { reports.emplace_back(current, total); }
+  std::vector<std::pair<std::int64_t, std::int64_t>> reports;
+};
+
+// Samples of `components` components each, guard bytes after every row.
+struct Plane {
+  Plane(BlurSamples kind, int components, int width, int height)
+      : sampleBytes(components * componentBytes(kind)),
+        stride(width * sampleBytes + 40),
+        bytes(std::size_t(stride) * std::size_t(height), 0xCD) {}
+  unsigned char* at(int x, int y) { return bytes.data() + std::int64_t(y) * stride + std::int64_t(x) * sampleBytes; }
+
+  std::int64_t sampleBytes, stride;
+  std::vector<unsigned char> bytes;
+};
+
+// Grey pixels: one random colour value in all three colour components, and
+// an alpha of its own; ends of each range, and in float values above white,
+// negatives and a few that overflow.
+void fillGrey(Plane& plane, BlurSamples kind, bool alphaFirst, int width, int height, std::mt19937& random) {
+  const int alpha = alphaFirst ? 0 : 3;
+  const double top = kind == BlurSamples::Float32 ? 1.0
+                     : kind == BlurSamples::Unsigned8 ? 255.0
+                     : kind == BlurSamples::Unsigned16White32768 ? 32768.0 : 65535.0;
+  std::uniform_real_distribution<double> unit(0.0, 1.0);
+  auto value = [&]() {
+    const double pick = unit(random);
+    if (kind == BlurSamples::Float32 && pick > 0.98) return pick > 0.99 ? 3e38 : -2.5;
+    if (kind == BlurSamples::Unsigned16White32768 && pick > 0.95) return 50000.0;
+    return pick < 0.2 ? 0.0 : pick < 0.35 ? top : std::floor(unit(random) * top);
+  };
+  for (int y = 0; y < height; ++y)
+    for (int x = 0; x < width; ++x) {
+      const double colour = value(), opacity = value();
+      for (int c = 0; c < 4; ++c) {
+        const double v = c == alpha ? opacity : colour;
+        unsigned char* at = plane.at(x, y) + c * componentBytes(kind);
+        if (kind == BlurSamples::Float32) {
+          const float f = float(v);
+          std::memcpy(at, &f, 4);
+        } else if (kind == BlurSamples::Unsigned8) {
+          *at = std::uint8_t(v);
+        } else {
+          const std::uint16_t w = std::uint16_t(v);
+          std::memcpy(at, &w, 2);
+        }
+      }
+    }
+}
+
+class BlurGreyTest : public testing::TestWithParam<GreyLevel> {
+ protected:
+  void SetUp() override {
+    restrictProcessorFlags(~ProcessorFlags(0));
+    const ProcessorFlags flags = queryProcessorFlags();
+    if (GetParam().family == BlurFamily::Vector && !(flags & kFlagSSE2)) GTEST_SKIP() << "no SSE2";
+    if (GetParam().level == KernelLevel::AVX && !(flags & kFlagAVX)) GTEST_SKIP() << "no AVX";
+    restrictProcessorFlags(GetParam().mask);
+  }
+  void TearDown() override { restrictProcessorFlags(~ProcessorFlags(0)); }
+};
+
+// One image through both passes as the filter runs them: rows of the
+// source into the intermediate (the output's columns of every source row),
+// then columns of the intermediate into the output. Lines are split into
+// two ranges as two workers would take them.
+struct Route {
+  BlurSamples kind;
+  BlurFamily family;
+  bool grey, alphaFirst, adjacentColumns;
+  int sourceWidth, sourceHeight, left, top, outWidth, outHeight;
+
+  std::vector<unsigned char> run(Plane& source, const DericheCoefficients& cx, const DericheCoefficients& cy,
+                                 RecordingProgress& progress) const {
+    Plane intermediate(kind, grey ? 2 : 4, outWidth, sourceHeight), output(kind, 4, sourceWidth, outHeight);
+    const std::int64_t total = sourceHeight + outWidth;
+    std::vector<unsigned char> scratch(blurScratchBytes(family, sourceWidth > sourceHeight ? sourceWidth : sourceHeight) + 5);
+    const BlurLines rows{source.at(0, 0),  source.stride,           source.sampleBytes, sourceWidth,
+                         intermediate.at(0, 0), intermediate.stride, intermediate.sampleBytes, outWidth, left};
+    // Columns of the output, every other one unless adjacent.
+    const int step = adjacentColumns ? 1 : 2;
+    const BlurLines columns{intermediate.at(0, 0), step * intermediate.sampleBytes, intermediate.stride, sourceHeight,
+                            output.at(0, 0),       step * output.sampleBytes,       output.stride,       outHeight,
+                            top};
+    const std::int64_t columnCount = (outWidth + step - 1) / step;
+    for (const auto& [lines, count, base, first] :
+         {std::tuple{rows, std::int64_t(sourceHeight), std::int64_t(0), true},
+          std::tuple{columns, columnCount, std::int64_t(sourceHeight), false}}) {
+      const std::int64_t split = count / 3;
+      for (const auto& [begin, end] : {std::pair{std::int64_t(0), split}, std::pair{split, count}}) {
+        if (grey)
+          blurGreyLineRange(family, kind, lines, BlurGrey{first, alphaFirst}, first ? cx : cy, begin, end,
+                            scratch.data() + 5, 3, progress, base, total);
+        else
+          blurLineRange(family, kind, lines, first ? cx : cy, begin, end, scratch.data() + 5, 3, progress, base,
+                        total);
+      }
+    }
+    return output.bytes;
+  }
+};
+
+long firstDifference(const std::vector<unsigned char>& a, const std::vector<unsigned char>& b) {
+  for (std::size_t i = 0; i < a.size() && i < b.size(); ++i)
+    if (a[i] != b[i]) return long(i);
+  return a.size() == b.size() ? -1 : long(a.size() < b.size() ? a.size() : b.size());
+}
+
+TEST_P(BlurGreyTest, StoresTheBytesOfTheFourChannelLines) {
+  std::mt19937 random(31);
+  for (BlurSamples kind : kKinds)
+    for (bool alphaFirst : {false, true})
+      for (bool adjacent : {true, false})
+        for (const auto& [sx, sy, order] : {std::tuple{30.0, 30.0, 0}, std::tuple{2.5, 0.4, 0},
+                                            std::tuple{6.0, 9.0, 1}, std::tuple{0.0, 3.0, 2}}) {
+          SCOPED_TRACE(testing::Message() << "kind " << int(kind) << (alphaFirst ? " alpha first" : " alpha last")
+                                          << (adjacent ? "" : ", every other column") << ", sigma " << sx << "/"
+                                          << sy << ", order " << order);
+          const DericheCoefficients cx(sx, order), cy(sy, order);
+          // Odd sizes leave strips and groups partly filled.
+          const int sourceWidth = 61, sourceHeight = 47;
+          Plane source(kind, 4, sourceWidth, sourceHeight);
+          fillGrey(source, kind, alphaFirst, sourceWidth, sourceHeight, random);
+          Route route{kind, GetParam().family, false, alphaFirst, adjacent, sourceWidth, sourceHeight, 4, 6, 51, 37};
+          RecordingProgress fourReports, greyReports;
+          const std::vector<unsigned char> four = route.run(source, cx, cy, fourReports);
+          EXPECT_EQ(lastLevelRun(), GetParam().level);
+          route.grey = true;
+          const std::vector<unsigned char> grey = route.run(source, cx, cy, greyReports);
+          EXPECT_EQ(lastLevelRun(), GetParam().level);
+          EXPECT_EQ(firstDifference(grey, four), -1) << "first byte that differs";
+          EXPECT_EQ(greyReports.reports, fourReports.reports);
+        }
+}
+
+INSTANTIATE_TEST_SUITE_P(Blur, BlurGreyTest, testing::ValuesIn(kLevels),
+                         [](const testing::TestParamInfo<GreyLevel>& info) { return std::string(info.param.name); });
+
+}  // namespace
+}  // namespace OZ::Image
