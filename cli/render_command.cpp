@@ -11,10 +11,13 @@
 #include <utility>
 
 #include "cli/commands.h"
+#include "cli/frame_files.h"
 #include "cli/frame_pattern.h"
+#include "cli/interruption.h"
 #include "cli/plugin_location.h"
 #include "cli/plugin_render.h"
 #include "cli/processor_level.h"
+#include "cli/progress_bar.h"
 #include "standin/processor_capabilities.h"
 
 namespace StrobeQuirk::Cli {
@@ -62,12 +65,13 @@ std::optional<FileId> fileId(const std::string& path) {
 }
 
 // Which files a run reads and writes: one input for every frame, or one per
-// frame through a pattern; one output per frame.
+// frame through a pattern; one output per frame, or one animation of all.
 struct FramePlan {
   FrameRange frames;
   std::string input;
   std::optional<FramePattern> inputPattern, outputPattern;
   std::string output;
+  bool animation = false;
 
   std::string inputOf(std::int32_t frame) const { return inputPattern ? inputPattern->path(frame) : input; }
   std::string outputOf(std::int32_t frame) const { return outputPattern ? outputPattern->path(frame) : output; }
@@ -86,19 +90,21 @@ FramePlan planFrames(const Arguments& arguments) {
     return plan;
   }
   plan.frames = parseFrameRange(arguments.required("--frames"), "--frames");
-  plan.outputPattern.emplace(plan.output, "OUT_PATTERN");
+  plan.animation = namesAnimation(plan.output) && !FramePattern::looksLikePattern(plan.output);
+  if (!plan.animation) plan.outputPattern.emplace(plan.output, "OUT_PATTERN");
   if (FramePattern::looksLikePattern(plan.input)) plan.inputPattern.emplace(plan.input, "IN_PATTERN");
   return plan;
 }
 
-// Every input and output of the run, before anything is rendered: a missing
-// or short input frame, or an output that is any input, is refused with
-// nothing written.
-void checkFiles(const FramePlan& plan, const RawFormat& format, const Size& size) {
+// Every input and output of the run, before anything is rendered: a
+// missing, short or unreadable input frame, or an output that is any input
+// or that no writer takes, is refused with nothing written. One input for
+// every frame is read later, once: it may be a pipe.
+void checkFiles(const FramePlan& plan, const std::optional<RawLayout>& raw) {
   std::set<FileId> inputs;
   for (std::int64_t frame = plan.frames.first; frame <= plan.frames.last; ++frame) {
     const std::string input = plan.inputOf(std::int32_t(frame));
-    if (plan.inputPattern) checkRawImage(input, format, size);
+    if (plan.inputPattern) checkFrame(input, raw);
     if (const auto id = fileId(input)) inputs.insert(*id);
     if (!plan.inputPattern) break;
   }
@@ -106,7 +112,34 @@ void checkFiles(const FramePlan& plan, const RawFormat& format, const Size& size
     const std::string output = plan.outputOf(std::int32_t(frame));
     const auto id = fileId(checkOutputPath(output, {plan.inputOf(std::int32_t(frame))}));
     if (id && inputs.count(*id)) throw UsageError("cannot write " + output + ": it is one of the input frames");
+    if (plan.animation) break;
   }
+  // A kind that no writer takes is refused here.
+  const FrameWriter probe(plan.outputOf(plan.frames.first), SampleDepth::Byte);
+}
+
+// --format and --size describe raw input frames; image files bring their own.
+std::optional<RawLayout> rawLayout(const Arguments& arguments, const FramePlan& plan) {
+  const bool imageInput = namesImageFile(plan.input);
+  if (imageInput && (arguments.has("--format") || arguments.has("--size")))
+    throw UsageError(plan.input + " is an image file, which gives its own format and size: --format and --size "
+                     "are for raw frames");
+  if (imageInput) return std::nullopt;
+  const RawFormat& format = rawFormat(arguments.required("--format"));
+  return RawLayout{&format, parseSize(arguments.required("--size"), format)};
+}
+
+// What image files get: --depth, or what the input file stores, or the
+// depth the effect ran at.
+std::optional<SampleDepth> parseDepth(const Arguments& arguments, const FramePlan& plan) {
+  const auto text = arguments.optional("--depth");
+  if (!text) return std::nullopt;
+  if (!namesImageFile(plan.output))
+    throw UsageError("--depth is for image files; raw frames come out in the format they went in");
+  if (*text == "8") return SampleDepth::Byte;
+  if (*text == "16") return SampleDepth::Short;
+  if (*text == "float") return SampleDepth::Float;
+  throw UsageError("--depth must be 8, 16 or float: " + *text);
 }
 
 RenderControls readControls(const Arguments& arguments) {
@@ -120,40 +153,70 @@ RenderControls readControls(const Arguments& arguments) {
   return controls;
 }
 
-int runRenderCommand(const std::vector<std::string>& words) { return runRender(words, StandIn::Faults{}); }
+int runRenderCommand(const std::vector<std::string>& words) {
+  const InterruptCatcher catcher;
+  return runRender(words, StandIn::Faults{}, interruptRequested);
+}
 
 }  // namespace
 
-int runRender(const std::vector<std::string>& words, const StandIn::Faults& faults) {
+int runRender(const std::vector<std::string>& words, const StandIn::Faults& faults,
+              const std::function<bool()>& stopRequested) {
   const Arguments arguments(
       words, {{"--frame", true}, {"--frames", true}, {"--quirk-time", true}, {"--random-quirk", true},
               {"--increase-quirky", false}, {"--unmasked", false}, {"--downsample-x", true}, {"--downsample-y", true},
-              {"--cpu", true}, {"--threads", true}, {"--format", true}, {"--size", true}, {"--plugin", true}});
+              {"--cpu", true}, {"--threads", true}, {"--format", true}, {"--size", true}, {"--plugin", true},
+              {"--depth", true}, {"--fps", true}});
   const FramePlan plan = planFrames(arguments);
-  const RawFormat& format = rawFormat(arguments.required("--format"));
-  const Size size = parseSize(arguments.required("--size"), format);
+  const std::optional<RawLayout> raw = rawLayout(arguments, plan);
+  const std::optional<SampleDepth> depth = parseDepth(arguments, plan);
+  const double framesPerSecond = arguments.number("--fps", 24);
+  if (arguments.has("--fps") && !plan.animation) throw UsageError("--fps is for animations (OUT.gif with --frames)");
+  if (!(framesPerSecond >= 1 && framesPerSecond <= 100)) throw UsageError("--fps must be 1 to 100");
   const RenderControls controls = readControls(arguments);
   const long threads = arguments.integer("--threads", 0);
   if (arguments.has("--threads") && (threads < 1 || threads > 256)) throw UsageError("--threads must be 1 to 256");
   const OZ::Image::ProcessorFlags mask = processorMask(arguments.optional("--cpu").value_or("auto"));
-  checkFiles(plan, format, size);
-  // One input for every frame is read once: it may be a pipe.
-  std::vector<unsigned char> layer;
-  if (!plan.inputPattern) layer = readRawImage(plan.input, format, size);
+  checkFiles(plan, raw);
+  auto stopIfAsked = [&] {
+    if (stopRequested()) throw Interrupted("interrupted");
+  };
+  std::optional<InputFrame> layer;
+  if (!plan.inputPattern) layer = readFrame(plan.input, raw);
 
   const auto plugin = loadPlugin(arguments.optional("--plugin"));
   const ReportedProcessor level(mask);
   StandIn::Settings settings;
   settings.iterations = int(threads);
   PluginRenderer renderer(plugin->entry(), settings, faults);
+  renderer.stopWhen(stopRequested);
+  std::optional<FrameWriter> animation;
+  ProgressBar progress = ProgressBar::forStandardError(std::int64_t(plan.frames.last) - plan.frames.first + 1);
   for (std::int64_t frame = plan.frames.first; frame <= plan.frames.last; ++frame) {
+    stopIfAsked();
     const std::int32_t number = std::int32_t(frame);
-    if (plan.inputPattern) layer = readRawImage(plan.inputOf(number), format, size);
-    const std::vector<unsigned char> output = renderer.render(layer, format, size, number, controls);
-    writeFileAtomically(plan.outputOf(number), [&](std::ostream& out) {
-      out.write(reinterpret_cast<const char*>(output.data()), std::streamsize(output.size()));
-    });
+    if (plan.inputPattern) layer = readFrame(plan.inputOf(number), raw);
+    const Frame& in = layer->frame;
+    Frame out{in.format, in.size, {}};
+    try {
+      out.bytes = renderer.render(in.bytes, *in.format, in.size, number, controls);
+    } catch (const HostFailure&) {
+      stopIfAsked();  // the host's abort was the user's Ctrl-C
+      throw;
+    }
+    stopIfAsked();
+    const SampleDepth written = depth ? *depth : layer->stored ? *layer->stored : sampleDepthOf(*in.format);
+    if (plan.animation) {
+      if (!animation) animation.emplace(plan.output, written, framesPerSecond);
+      animation->add(out);
+    } else {
+      FrameWriter writer(plan.outputOf(number), written);
+      writer.add(out);
+      writer.finish();
+    }
+    progress.frameDone();
   }
+  if (animation) animation->finish();
   return 0;
 }
 
