@@ -18,6 +18,7 @@ const Command* const kCommands[] = {
     &kScheduleCommand,
     &kFilterCommand,
     &kRenderCommand,
+    &kSheetCommand,
     &kAboutCommand,
 };
 
