@@ -90,6 +90,13 @@ void fileSamplesIntoFrame(const std::vector<T>& samples, int channels, int alpha
 
 bool imageFilesAvailable() { return true; }
 
+std::string imageFileSupport() {
+  configureLibrary();
+  std::string formats;
+  OIIO::getattribute("format_list", formats);
+  return "image files through OpenImageIO " + std::string(OIIO_VERSION_STRING) + ": " + formats;
+}
+
 bool namesImageFile(const std::string& path) {
   const std::string extension = extensionOf(path);
   if (extension.empty() || extension == "raw") return false;

@@ -15,6 +15,8 @@ namespace StrobeQuirk::Cli {
 enum class SampleDepth { Byte, Short, Half, Float };
 
 bool imageFilesAvailable();
+// One line on what this build reads and writes besides raw frames.
+std::string imageFileSupport();
 
 // True when the extension names an image file kind (case aside), .raw not.
 bool namesImageFile(const std::string& path);

@@ -27,6 +27,8 @@ std::string extensionOf(const std::string& path) {
 
 bool imageFilesAvailable() { return false; }
 
+std::string imageFileSupport() { return "no image files in this build: raw frames only"; }
+
 bool namesImageFile(const std::string& path) {
   static const std::set<std::string> kinds = {"png", "tif", "tiff", "exr", "gif", "jpg", "jpeg", "bmp",
                                               "tga", "webp", "dpx", "hdr", "ppm", "pgm", "psd", "jp2"};
