@@ -1,5 +1,8 @@
 #include "cli/image_file.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <OpenImageIO/filesystem.h>
 #include <OpenImageIO/imageio.h>
 
@@ -30,6 +33,28 @@ void configureLibrary() {
   }();
   (void)configured;
 }
+
+// Some codecs under the library print their complaints straight to
+// standard error; the tool says what went wrong in its own one line, so
+// standard error is closed to them while they work.
+class QuietStandardError {
+ public:
+  QuietStandardError() : saved_(::dup(STDERR_FILENO)) {
+    const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (saved_ >= 0 && nowhere >= 0) ::dup2(nowhere, STDERR_FILENO);
+    if (nowhere >= 0) ::close(nowhere);
+  }
+  ~QuietStandardError() {
+    if (saved_ < 0) return;
+    ::dup2(saved_, STDERR_FILENO);
+    ::close(saved_);
+  }
+  QuietStandardError(const QuietStandardError&) = delete;
+  QuietStandardError& operator=(const QuietStandardError&) = delete;
+
+ private:
+  int saved_;
+};
 
 std::string extensionOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
@@ -142,6 +167,7 @@ ImageFileContents readImageFile(const std::string& path) {
   config.attribute("oiio:UnassociatedAlpha", 1);  // straight colour as the file keeps it
   OIIO::Filesystem::IOProxy* proxy = &memory;
   config.attribute("oiio:ioproxy", TypeDesc::PTR, &proxy);
+  const QuietStandardError quiet;
   std::unique_ptr<ImageInput> in = ImageInput::open(path, &config);
   if (!in) throw refuse(OIIO::geterror());
   const ImageSpec spec = in->spec();
@@ -272,6 +298,8 @@ void ImageFileWriter::add(const Frame& frame) {
                          : s.depth == SampleDepth::Half  ? TypeDesc::HALF
                                                          : TypeDesc::FLOAT;
   ImageSpec spec(frame.size.width, frame.size.height, channels, asked);
+  // No time of writing: the same frame gives the same bytes in any run.
+  spec.attribute("DateTime", "");
   if (channels == 4) {
     spec.alpha_channel = 3;
     if (s.alpha == AlphaStorage::Straight) spec.attribute("oiio:UnassociatedAlpha", 1);
@@ -282,6 +310,7 @@ void ImageFileWriter::add(const Frame& frame) {
     spec.attribute("gif:LoopCount", 0);  // forever
   }
   auto fail = [&] { return UsageError("cannot write " + s.path + ": " + firstLine(s.out->geterror())); };
+  const QuietStandardError quiet;
   if (s.frames == 0) s.out->set_ioproxy(s.memory.get());
   if (!s.out->open(s.path, spec, s.frames == 0 ? ImageOutput::Create : ImageOutput::AppendSubimage)) throw fail();
   // What the kind took of the depth asked: 8 and 16 bits are scaled here,
@@ -301,6 +330,7 @@ void ImageFileWriter::add(const Frame& frame) {
 
 void ImageFileWriter::finish() {
   State& s = *state_;
+  const QuietStandardError quiet;
   if (!s.out->close()) throw UsageError("cannot write " + s.path + ": " + firstLine(s.out->geterror()));
   writeFileAtomically(s.path, [&](std::ostream& out) {
     out.write(reinterpret_cast<const char*>(s.encoded.data()), std::streamsize(s.encoded.size()));

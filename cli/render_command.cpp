@@ -125,6 +125,8 @@ std::optional<RawLayout> rawLayout(const Arguments& arguments, const FramePlan& 
     throw UsageError(plan.input + " is an image file, which gives its own format and size: --format and --size "
                      "are for raw frames");
   if (imageInput) return std::nullopt;
+  if (!arguments.has("--format") && !arguments.has("--size"))
+    throw UsageError(plan.input + " is a raw frame (not an image file by its name): give --format and --size");
   const RawFormat& format = rawFormat(arguments.required("--format"));
   return RawLayout{&format, parseSize(arguments.required("--size"), format)};
 }
