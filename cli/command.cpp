@@ -117,6 +117,9 @@ int exitStatusOf(const std::function<int()>& run, std::ostream& err) {
   } catch (const UsageError& error) {
     err << "strobe-quirk: " << error.what() << "\n";
     return 2;
+  } catch (const Interrupted& stop) {
+    err << "strobe-quirk: " << stop.what() << "\n";
+    return 130;
   } catch (const std::bad_alloc&) {
     err << "strobe-quirk: out of memory\n";
     return 1;

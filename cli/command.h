@@ -21,6 +21,13 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// The user stopped the run with Ctrl-C. main() prints "strobe-quirk: <what>"
+// and exits 130, the status a shell gives a program that SIGINT ended.
+class Interrupted : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
 struct Option {
   std::string name;  // with its dashes: "--format"
   bool takesValue;
@@ -71,7 +78,8 @@ struct FrameRange {
 FrameRange parseFrameRange(const std::string& text, const std::string& what);
 
 // Runs a command and turns what it throws into the tool's exit status and
-// one line on `err`: 2 for a UsageError, 1 for anything else.
+// one line on `err`: 2 for a UsageError, 130 for Interrupted, 1 for anything
+// else.
 int exitStatusOf(const std::function<int()>& run, std::ostream& err);
 
 struct Command {

@@ -13,5 +13,6 @@ extern const Command kPresetCommand;
 extern const Command kScheduleCommand;
 extern const Command kFilterCommand;
 extern const Command kRenderCommand;
+extern const Command kSheetCommand;
 
 }  // namespace StrobeQuirk::Cli

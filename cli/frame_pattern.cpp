@@ -6,11 +6,26 @@ namespace StrobeQuirk::Cli {
 
 FramePattern::FramePattern(const std::string& text, const std::string& what) : text_(text) {
   auto refuse = [&](const std::string& why) {
-    return UsageError(what + " " + text + " " + why + " (one %d or %0Nd for the frame number, %% for a %)");
+    return UsageError(what + " " + text + " " + why +
+                      " (one %d or %0Nd for the frame number, %% for a %; or one run of #, one per digit)");
   };
+  // A run of '#' is the frame number when the text has no '%' at all.
+  if (text.find('%') == std::string::npos) {
+    const std::size_t start = text.find('#');
+    if (start == std::string::npos) throw refuse("has no place for the frame number");
+    const std::size_t end = text.find_first_not_of('#', start);
+    const std::size_t width = (end == std::string::npos ? text.size() : end) - start;
+    if (end != std::string::npos && text.find('#', end) != std::string::npos) throw refuse("numbers the frame twice");
+    if (width > 9) throw refuse("pads to more than 9 digits");
+    before_ = text.substr(0, start);
+    after_ = end == std::string::npos ? "" : text.substr(end);
+    width_ = int(width);
+    return;
+  }
   bool converted = false;
   for (std::size_t i = 0; i < text.size(); ++i) {
     std::string& into = converted ? after_ : before_;
+    if (text[i] == '#') throw refuse("mixes % and #");
     if (text[i] != '%') {
       into += text[i];
       continue;
@@ -36,7 +51,7 @@ FramePattern::FramePattern(const std::string& text, const std::string& what) : t
   if (!converted) throw refuse("has no place for the frame number");
 }
 
-bool FramePattern::looksLikePattern(const std::string& text) { return text.find('%') != std::string::npos; }
+bool FramePattern::looksLikePattern(const std::string& text) { return text.find_first_of("%#") != std::string::npos; }
 
 std::string FramePattern::path(std::int32_t frame) const {
   // As printf writes %0Nd: the sign first, then zeros up to N characters.

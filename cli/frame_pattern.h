@@ -2,7 +2,10 @@
 // The file of each frame of a sequence, named by a pattern such as
 // "out/frame.%04d.raw": one printf-style conversion of the frame number,
 // "%d" or "%0Nd" (N from 1 to 9, zero-padded to N digits, a minus sign
-// counting as one), and "%%" for a percent sign. Any other '%' is refused.
+// counting as one), and "%%" for a percent sign; or, the way many
+// compositing applications write it, one run of 1 to 9 '#' for the frame
+// number zero-padded to as many digits ("out/frame.####.png"). Any other
+// '%', a second frame number and a pattern of both kinds are refused.
 
 #include <cstdint>
 #include <string>
@@ -14,7 +17,7 @@ class FramePattern {
   // UsageError (naming `what`) for text without exactly one conversion.
   FramePattern(const std::string& text, const std::string& what);
 
-  // True when `text` holds a '%' at all: meant as a pattern.
+  // True when `text` holds a '%' or a '#' at all: meant as a pattern.
   static bool looksLikePattern(const std::string& text);
 
   std::string path(std::int32_t frame) const;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cli/commands.h"
+#include "cli/image_file.h"
 
 namespace StrobeQuirk::Cli {
 namespace {
@@ -18,6 +19,7 @@ const Command* const kCommands[] = {
     &kScheduleCommand,
     &kFilterCommand,
     &kRenderCommand,
+    &kSheetCommand,
     &kAboutCommand,
 };
 
@@ -26,6 +28,12 @@ void printHelp(std::ostream& out) {
          "       strobe-quirk --version\n"
          "       strobe-quirk COMMAND --help\n\ncommands:\n";
   for (const Command* command : kCommands) out << "  " << command->name << "\n      " << command->summary << "\n";
+  out << "\nfiles:\n"
+         "  Frames are image files when their names end in the extension of one\n"
+         "  (.png, .tif, .exr, .gif, .jpg, ...): they bring their own size and depth.\n"
+         "  Any other name is a raw frame, whose --format and --size the command line\n"
+         "  gives. Sequences are named by patterns: clip/%04d.png or clip/####.png.\n"
+         "  This build: " << imageFileSupport() << "\n";
 }
 
 int run(const std::vector<std::string>& words) {
@@ -37,7 +45,7 @@ int run(const std::vector<std::string>& words) {
     return 0;
   }
   if (words[0] == "--version") {
-    std::cout << "strobe-quirk 1.0\n";
+    std::cout << "strobe-quirk 1.0\n" << imageFileSupport() << "\n";
     return 0;
   }
   for (const Command* command : kCommands) {

@@ -5,6 +5,7 @@
 // the smart render. The layer and the output both cover the whole frame.
 
 #include <cstdint>
+#include <functional>
 #include <stdexcept>
 #include <vector>
 
@@ -39,6 +40,10 @@ class PluginRenderer {
   // bytes of the same format and size. Where the effect leaves the frame
   // uncovered it is transparent black. Each frame stands alone: nothing of
   // one reaches the next.
+  // While `stop` answers true, the host's abort and progress callbacks
+  // tell the plug-in to stop, as the application's do for a cancelled render.
+  void stopWhen(std::function<bool()> stop) { host_.stopRequested = std::move(stop); }
+
   std::vector<unsigned char> render(const std::vector<unsigned char>& layer, const RawFormat& format, const Size& size,
                                     std::int32_t frame, const RenderControls& controls);
 

@@ -442,6 +442,7 @@ EffectInstance& StandInHost::instance() {
 PF_Err StandInHost::abortCheck() {
   noteInteraction("abort");
   const int call = ++abortCalls_;
+  if (stopRequested && stopRequested()) return PF_Interrupt_CANCEL;
   return faults.abortOnCall && call >= faults.abortOnCall ? PF_Interrupt_CANCEL : PF_Err_NONE;
 }
 
@@ -450,6 +451,7 @@ PF_Err StandInHost::progress(A_long current, A_long total) {
   std::lock_guard<std::mutex> guard(mutex_);
   progressTrace_.emplace_back(current, total);
   ++progressCalls_;
+  if (stopRequested && stopRequested()) return PF_Interrupt_CANCEL;
   return faults.abortOnProgress && progressCalls_ >= faults.abortOnProgress ? PF_Interrupt_CANCEL : PF_Err_NONE;
 }
 

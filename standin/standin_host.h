@@ -12,6 +12,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -86,6 +87,10 @@ class StandInHost {
   PF_OutData* outData() { return &outData_; }
   const Settings& settings() const { return settings_; }
   Faults faults;
+  // The user asked to stop (Ctrl-C in the tool): while it answers true, the
+  // abort and progress callbacks answer 517, as the application's do when
+  // its user cancels a render. Called from the thread that may call the host.
+  std::function<bool()> stopRequested;
 
   // A world the application owns, as a layer or an output is: rows aligned
   // to 16 bytes, plus guard space after each row. negativeRows lays the rows

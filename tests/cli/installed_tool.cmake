@@ -9,8 +9,11 @@ execute_process(COMMAND ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${PREFI
 if(NOT status EQUAL 0)
   message(FATAL_ERROR "cmake --install failed: ${err}")
 endif()
-file(GLOB installed RELATIVE ${PREFIX} ${PREFIX}/bin/* ${PREFIX}/lib/strobe-quirk/*)
+file(GLOB installed RELATIVE ${PREFIX} ${PREFIX}/bin/* ${PREFIX}/lib/strobe-quirk/* ${PREFIX}/share/doc/strobe-quirk/*)
 message(STATUS "installed: ${installed}")
+if(NOT EXISTS ${PREFIX}/share/doc/strobe-quirk/README.md OR NOT EXISTS ${PREFIX}/share/doc/strobe-quirk/image-files.md)
+  message(FATAL_ERROR "the documentation is not installed: ${installed}")
+endif()
 
 set(tool ${EMULATOR} ${PREFIX}/bin/strobe-quirk)
 execute_process(COMMAND ${tool} sample --format argb8 --size 16x8 ${PREFIX}/in.raw RESULT_VARIABLE status OUTPUT_QUIET)

@@ -3,6 +3,11 @@
 // however they are split, the controls as the application holds them, and
 // bad input refused with nothing written.
 
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <filesystem>
 #include <set>
 #include <string>
@@ -171,6 +176,62 @@ TEST_F(RenderCommandTest, TheSampleClipLoopsOverFortyEightDistinctFrames) {
     EXPECT_LT(std::max({at(0, 35, 1), at(0, 35, 2), at(0, 35, 3)}), 28) << name;  // below the effect's threshold
   }
   EXPECT_EQ(frames.size(), 48u);
+}
+
+TEST_F(RenderCommandTest, CtrlCEndsTheRunWithStatus130AndNoPartialFile) {
+  fs::create_directory(dir_ / "many");
+  ASSERT_EQ(run("sample --format argb32 --size 320x180 " + file("big.raw")).status, 0);
+  std::vector<std::string> words = {tool_, "render", "--frames", "0-100000", "--threads", "1", "--format", "argb32",
+                                    "--size", "320x180", file("big.raw"), file("many/%d.raw")};
+  if (const char* emulator = std::getenv("STROBE_QUIRK_EMULATOR"); emulator && *emulator)
+    words.insert(words.begin(), emulator);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    const int err = ::open((root_ / "stderr").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    ::dup2(err, STDERR_FILENO);
+    std::vector<char*> argv;
+    for (std::string& word : words) argv.push_back(word.data());
+    argv.push_back(nullptr);
+    ::execv(argv[0], argv.data());
+    ::_exit(127);
+  }
+  // Stopped once a few frames are on disk: likely inside a frame, perhaps
+  // between two; either way nothing partial stays.
+  for (int wait = 0; wait < 600 && !fs::exists(dir_ / "many" / "3.raw"); ++wait) ::usleep(50000);
+  ::kill(child, SIGINT);
+  int status = 0;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status)) << status;
+  EXPECT_EQ(WEXITSTATUS(status), 130);
+  EXPECT_EQ(readFile(root_ / "stderr"), "strobe-quirk: interrupted\n");
+  std::size_t written = 0;
+  for (const auto& entry : fs::directory_iterator(dir_ / "many")) {
+    EXPECT_EQ(entry.path().extension(), ".raw") << entry.path();
+    EXPECT_EQ(fs::file_size(entry.path()), 320u * 180 * 16) << entry.path();
+    ++written;
+  }
+  EXPECT_GE(written, 4u);
+  EXPECT_LT(written, 100001u);
+}
+
+TEST_F(RenderCommandTest, AContactSheetOfRawFramesAndImageNamesWhereTheBuildHasNoImageFiles) {
+  const Outcome made = run("sheet --frames 0-7 --columns 3 --format argb8 --size 40x24 " + file("clip/%02d.raw") +
+                           " " + file("sheet.raw"));
+  ASSERT_EQ(made.status, 0) << made.err;
+  // 3 columns of 40 and 3 rows of 24 plus a number strip, 4 apart, argb8.
+  EXPECT_EQ(readFile(file("sheet.raw")).size(), std::size_t(4 + 3 * 44) * std::size_t(4 + 3 * (24 + 14 + 4)) * 4);
+  expectRefused("sheet --frames 0-8 --format argb8 --size 40x24 " + file("clip/%02d.raw") + " " + file("s.raw"),
+                "cannot read " + file("clip/08.raw") + ": no such file");
+  expectRefused("sheet --frames 0-1 --columns 0 --format argb8 --size 40x24 " + file("clip/%02d.raw") + " " +
+                    file("s.raw"), "--columns must be 1 to 1000");
+  expectRefused("sheet --frames 0-1 " + file("clip/%02d.raw") + " " + file("s.raw"), "give --format and --size");
+  const Outcome version = run("--version");
+  if (version.out.find("no image files in this build") != std::string::npos) {
+    expectRefused("render --frame 0 --format argb8 --size 40x24 " + clipFrame(0) + " " + file("out.png"),
+                  "no image file support");
+    expectRefused("render --frame 0 " + file("in.png") + " " + file("out.raw"), "no image file support");
+  }
 }
 
 }  // namespace

@@ -87,5 +87,34 @@ TEST_F(RenderFaultsTest, ARangeKeepsTheFramesBeforeTheOneThatFailed) {
   EXPECT_EQ(kept, std::string((std::istreambuf_iterator<char>(second)), std::istreambuf_iterator<char>()));
 }
 
+TEST_F(RenderFaultsTest, CtrlCStopsInsideAFrameOrBetweenFramesAndExitsOneThirtyWithNothingPartial) {
+  // The stop is asked for between frames and by the host's abort callback
+  // inside one: answering true from the Nth question stops the run there.
+  for (int askedBeforeStop : {1, 2, 3, 4, 6, 10}) {
+    SCOPED_TRACE(askedBeforeStop);
+    for (const auto& entry : fs::directory_iterator(dir_))
+      if (entry.path().filename() != "in.raw") fs::remove(entry.path());
+    int questions = 0;
+    const std::vector<std::string> words = {"--frames", "3-6", "--plugin", StandIn::PluginLoader::builtPluginPath(),
+                                            "--threads", "1", "--format", "bgra16", "--size", "24x16",
+                                            (dir_ / "in.raw").string(), (dir_ / "out%d.raw").string()};
+    std::ostringstream err;
+    const int status = exitStatusOf(
+        [&] { return runRender(words, {}, [&] { return ++questions >= askedBeforeStop; }); }, err);
+    EXPECT_EQ(status, 130);
+    EXPECT_EQ(err.str(), "strobe-quirk: interrupted\n");
+    // Whole frames from the start of the range, each as a clean run writes it.
+    const std::vector<std::string> names = files();
+    for (std::size_t i = 1; i < names.size(); ++i) {
+      EXPECT_EQ(names[i], "out" + std::to_string(2 + i) + ".raw");
+      EXPECT_EQ(fs::file_size(dir_ / names[i]), 24u * 16 * 8);
+    }
+    EXPECT_LT(names.size(), 5u);
+    if (askedBeforeStop == 1) {
+      EXPECT_EQ(names, std::vector<std::string>{"in.raw"});
+    }
+  }
+}
+
 }  // namespace
 }  // namespace StrobeQuirk::Cli
