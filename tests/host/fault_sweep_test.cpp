@@ -144,8 +144,9 @@ TEST(FaultSweep, EveryRefusedWorldOrHandleEndsInOutOfMemoryWithNothingLeft) {
   }
   for (const Scenario& scenario : quirkScenarios()) {
     const int refusals = sweep(scenario, Fault::World) + sweep(scenario, Fault::Handle);
-    if (scenario.name.find(", masked") != std::string::npos)
+    if (scenario.name.find(", masked") != std::string::npos) {
       EXPECT_GT(refusals, 0) << scenario.name << ": the masked chain allocated nothing to refuse";
+    }
   }
 }
 
@@ -158,6 +159,29 @@ TEST(FaultSweep, AnAbortAtAnyReportEndsInTheAbortCodeWithEverythingCheckedIn) {
     sweep(scenario, Fault::Progress);
     sweep(scenario, Fault::Abort);
   }
+}
+
+// The classic command renders into the world the host passes, with no
+// pre-render to bound the graph's regions.
+TEST(WholeEffect, TheClassicRenderGivesTheFrameOfTheSmartOne) {
+  int compared = 0;
+  for (const Scenario& scenario : quirkScenarios()) {
+    Application app(scenario.entry, scenario.settings);
+    ASSERT_EQ(app.effect.apply(), PF_Err_NONE);
+    scenario.controls(app.effect.params);
+    PF_EffectWorld* input = app.layer(21, 13, scenario.format);
+    const StandIn::SmartFrame frame = app.effect.renderFrame(input, scenario.frame);
+    ASSERT_EQ(frame.result(), PF_Err_NONE) << scenario.name << ": " << frame.message;
+    if (!frame.output || frame.output->width != 21 || frame.output->height != 13) continue;  // nothing to compare
+    PF_EffectWorld* output = app.layer(21, 13, scenario.format);
+    ASSERT_EQ(app.effect.render(*output), PF_Err_NONE) << scenario.name << ": " << app.effect.message();
+    EXPECT_EQ(TestSupport::pixelsOf(*output, scenario.format), TestSupport::pixelsOf(*frame.output, scenario.format))
+        << scenario.name;
+    EXPECT_TRUE(app.host.violations().empty()) << scenario.name;
+    EXPECT_TRUE(app.leftNothing()) << scenario.name;
+    ++compared;
+  }
+  EXPECT_GE(compared, 5) << "every masked frame covers its layer";
 }
 
 TEST(HostThreads, OnlyThreadIndexZeroCallsTheHost) {
