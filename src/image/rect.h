@@ -39,8 +39,10 @@ constexpr Rect intersect(const Rect& a, const Rect& b) {
           a.x1 < b.x1 ? a.x1 : b.x1, a.y1 < b.y1 ? a.y1 : b.y1};
 }
 
-// Width and height in 32-bit arithmetic, as the memory estimates count them.
-constexpr std::int32_t width(const Rect& r) { return r.x1 - r.x0; }
-constexpr std::int32_t height(const Rect& r) { return r.y1 - r.y0; }
+// Width and height in 32-bit arithmetic, as the memory estimates count them:
+// the difference wraps, so an infinite rectangle measures -1 and allocates
+// nothing. Taken in unsigned arithmetic, where wrapping is defined.
+constexpr std::int32_t width(const Rect& r) { return std::int32_t(std::uint32_t(r.x1) - std::uint32_t(r.x0)); }
+constexpr std::int32_t height(const Rect& r) { return std::int32_t(std::uint32_t(r.y1) - std::uint32_t(r.y0)); }
 
 }  // namespace OZ::Image

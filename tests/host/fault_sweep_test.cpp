@@ -1,7 +1,8 @@
 // A whole smart render under a fault that strikes at its Nth chance, for
 // N = 1, 2, ... until the render gets through: every refused world or
 // handle must end in "Out of memory!" and every abort in the abort code,
-// with nothing left checked out or allocated. Also the other rules of a
+// with nothing left checked out or allocated, and the render that gets
+// through gives the frame that a render without the fault gives. Also the other rules of a
 // render on the host's threads: only thread index 0 calls the host, and
 // the image does not depend on how many threads there were.
 
@@ -60,22 +61,21 @@ std::vector<Scenario> glowScenarios() {
   };
 }
 
-// The strobe effect's frames; the masked one only once the build can
-// render it, so that the sweep grows with the effect.
+// The strobe effect's frames: the masked ones run the whole chain with the
+// blend, on each way a host gives the plug-in memory.
 std::vector<Scenario> quirkScenarios() {
   auto unmasked = [](StandIn::ParamList& params) { params.setBool(4, true); };
-  std::vector<Scenario> scenarios = {
-      {"strobe, unmasked pulse", plugin().entry(), {}, formatCode("bgra"), 0, unmasked},
-      {"strobe, unmasked gap", plugin().entry(), {}, formatCode("ARgb"), 3, unmasked},
+  auto stronger = [](StandIn::ParamList& params) { params.setBool(3, true); };
+  const PF_FilterProc strobe = plugin().entry();
+  return {
+      {"strobe, unmasked pulse", strobe, {}, formatCode("bgra"), 0, unmasked},
+      {"strobe, unmasked gap", strobe, {}, formatCode("ARgb"), 3, unmasked},
+      {"strobe, masked pulse", strobe, {}, formatCode("bgra"), 0},
+      {"strobe, masked gap", strobe, {}, formatCode("Bgra"), 3},
+      {"strobe, masked, stronger", strobe, {}, formatCode("ARgb"), 1, stronger},
+      {"strobe, masked, 16 bits, classic worlds", strobe, withoutWorldSuites(), formatCode("ae16"), 0},
+      {"strobe, masked, float, private blocks", strobe, premiere(), formatCode("BGra"), 1, stronger},
   };
-  Application probe(plugin().entry());
-  if (probe.effect.apply() == PF_Err_NONE &&
-      probe.effect.renderFrame(probe.layer(8, 8, formatCode("bgra")), 0).result() == PF_Err_NONE) {
-    scenarios.push_back({"strobe, masked pulse", plugin().entry(), {}, formatCode("bgra"), 0});
-    scenarios.push_back({"strobe, masked, stronger", plugin().entry(), {}, formatCode("ARgb"), 1,
-                         [](StandIn::ParamList& params) { params.setBool(3, true); }});
-  }
-  return scenarios;
 }
 
 enum class Fault { World, Handle, Progress, Abort };
@@ -90,9 +90,20 @@ void arm(StandIn::StandInHost& host, Fault fault, int n) {
   }
 }
 
+// The scenario's frame with no fault, as bytes; empty when nothing was rendered.
+std::vector<unsigned char> faultFreeFrame(const Scenario& scenario) {
+  Application app(scenario.entry, scenario.settings);
+  EXPECT_EQ(app.effect.apply(), PF_Err_NONE);
+  scenario.controls(app.effect.params);
+  const StandIn::SmartFrame frame = app.effect.renderFrame(app.layer(40, 24, scenario.format), scenario.frame);
+  EXPECT_EQ(frame.result(), PF_Err_NONE) << scenario.name << ": " << frame.message;
+  return frame.output ? TestSupport::pixelsOf(*frame.output, scenario.format) : std::vector<unsigned char>();
+}
+
 // Sweeps N until the frame renders; returns how many attempts failed.
 int sweep(const Scenario& scenario, Fault fault) {
   const bool memory = fault == Fault::World || fault == Fault::Handle;
+  const std::vector<unsigned char> expected = faultFreeFrame(scenario);
   for (int n = 1; n < 500; ++n) {
     Application app(scenario.entry, scenario.settings);
     EXPECT_EQ(app.effect.apply(), PF_Err_NONE);
@@ -105,7 +116,12 @@ int sweep(const Scenario& scenario, Fault fault) {
     EXPECT_TRUE(app.host.violations().empty()) << where << ": " << app.host.violations().front();
     EXPECT_EQ(app.host.liveHandles(), 0u) << where;
     EXPECT_EQ(app.host.liveWorlds(), 0u) << where;
-    if (frame.result() == PF_Err_NONE) return n - 1;
+    if (frame.result() == PF_Err_NONE) {
+      const std::vector<unsigned char> pixels =
+          frame.output ? TestSupport::pixelsOf(*frame.output, scenario.format) : std::vector<unsigned char>();
+      EXPECT_TRUE(pixels == expected) << where << ": the frame that got through differs from one with no fault";
+      return n - 1;
+    }
     if (memory) {
       EXPECT_EQ(frame.result(), PF_Err_OUT_OF_MEMORY) << where << ": " << frame.message;
       EXPECT_EQ(frame.message, "Out of memory!") << where;
@@ -127,8 +143,10 @@ TEST(FaultSweep, EveryRefusedWorldOrHandleEndsInOutOfMemoryWithNothingLeft) {
     EXPECT_GT(worlds + handles, 0) << scenario.name << ": the render allocated nothing to refuse";
   }
   for (const Scenario& scenario : quirkScenarios()) {
-    sweep(scenario, Fault::World);
-    sweep(scenario, Fault::Handle);
+    const int refusals = sweep(scenario, Fault::World) + sweep(scenario, Fault::Handle);
+    if (scenario.name.find(", masked") != std::string::npos) {
+      EXPECT_GT(refusals, 0) << scenario.name << ": the masked chain allocated nothing to refuse";
+    }
   }
 }
 
@@ -141,6 +159,29 @@ TEST(FaultSweep, AnAbortAtAnyReportEndsInTheAbortCodeWithEverythingCheckedIn) {
     sweep(scenario, Fault::Progress);
     sweep(scenario, Fault::Abort);
   }
+}
+
+// The classic command renders into the world the host passes, with no
+// pre-render to bound the graph's regions.
+TEST(WholeEffect, TheClassicRenderGivesTheFrameOfTheSmartOne) {
+  int compared = 0;
+  for (const Scenario& scenario : quirkScenarios()) {
+    Application app(scenario.entry, scenario.settings);
+    ASSERT_EQ(app.effect.apply(), PF_Err_NONE);
+    scenario.controls(app.effect.params);
+    PF_EffectWorld* input = app.layer(21, 13, scenario.format);
+    const StandIn::SmartFrame frame = app.effect.renderFrame(input, scenario.frame);
+    ASSERT_EQ(frame.result(), PF_Err_NONE) << scenario.name << ": " << frame.message;
+    if (!frame.output || frame.output->width != 21 || frame.output->height != 13) continue;  // nothing to compare
+    PF_EffectWorld* output = app.layer(21, 13, scenario.format);
+    ASSERT_EQ(app.effect.render(*output), PF_Err_NONE) << scenario.name << ": " << app.effect.message();
+    EXPECT_EQ(TestSupport::pixelsOf(*output, scenario.format), TestSupport::pixelsOf(*frame.output, scenario.format))
+        << scenario.name;
+    EXPECT_TRUE(app.host.violations().empty()) << scenario.name;
+    EXPECT_TRUE(app.leftNothing()) << scenario.name;
+    ++compared;
+  }
+  EXPECT_GE(compared, 5) << "every masked frame covers its layer";
 }
 
 TEST(HostThreads, OnlyThreadIndexZeroCallsTheHost) {

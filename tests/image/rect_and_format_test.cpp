@@ -39,6 +39,16 @@ TEST(Rect, IntersectionTakesInfiniteAsNeutralAndMayInvert) {
   EXPECT_FALSE(contains(a, Rect{0, 0, 11, 10}));
 }
 
+TEST(Rect, SizesWrapIn32Bits) {
+  EXPECT_EQ(width(Rect{-3, 0, 7, 2}), 10);
+  EXPECT_EQ(height(Rect{-3, 0, 7, 2}), 2);
+  // What evaluation meets at a node nothing limits: no positive size.
+  EXPECT_EQ(width(infiniteRect), -1);
+  EXPECT_EQ(height(infiniteRect), -1);
+  EXPECT_EQ(width(emptyRect), 1);
+  static_assert(width(infiniteRect) == -1, "usable where constants are");
+}
+
 TEST(PixelFormat, CodesSpellTheirLettersLowestByteFirst) {
   EXPECT_EQ(formatCode("argb"), 0x62677261u);
   EXPECT_EQ(formatCode("bgra"), 0x61726762u);
