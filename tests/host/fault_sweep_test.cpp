@@ -184,6 +184,20 @@ TEST(WholeEffect, TheClassicRenderGivesTheFrameOfTheSmartOne) {
   EXPECT_GE(compared, 5) << "every masked frame covers its layer";
 }
 
+// A classic render whose input parameter holds no pixels: the masked
+// chain meets regions it cannot allocate, and must stay inside its memory.
+TEST(WholeEffect, AClassicRenderWithoutInputPixelsTouchesNothingOutside) {
+  for (const Scenario& scenario : quirkScenarios()) {
+    Application app(scenario.entry, scenario.settings);
+    ASSERT_EQ(app.effect.apply(), PF_Err_NONE);
+    scenario.controls(app.effect.params);
+    PF_EffectWorld* output = app.layer(3, 2, scenario.format);
+    EXPECT_EQ(app.effect.render(*output), PF_Err_NONE) << scenario.name << ": " << app.effect.message();
+    EXPECT_TRUE(app.host.violations().empty()) << scenario.name;
+    EXPECT_TRUE(app.leftNothing()) << scenario.name;
+  }
+}
+
 TEST(HostThreads, OnlyThreadIndexZeroCallsTheHost) {
   for (const Scenario& scenario : glowScenarios()) {
     StandIn::Settings settings = scenario.settings;

@@ -152,6 +152,13 @@ PF_Err Host::render() {
   Image outputImage(this, output);
   Image spare(this);
   if (smart && !inputWorld) input.frame = outputImage.frame;
+  // A layer without pixels is transparent black; the filters read their
+  // inputs wherever they write, so it gets pixels of its own.
+  if (!input.hasPixels() && outputImage.hasPixels()) {
+    input.frame = outputImage.frame;
+    input.allocateLike(outputImage, outputImage.bounds);
+    input.clear(input.bounds);
+  }
 
   try {
     const std::unique_ptr<Store> store(makeParameters());

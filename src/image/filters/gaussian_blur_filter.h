@@ -43,6 +43,12 @@ class GaussianBlurFilter final : public BlurFilterBase<Host> {
     // The first pass covers only the output's columns, but every row the
     // second pass will read.
     run.rows = Rect{out.x0, run.sourceView.bounds.y0, out.x1, run.sourceView.bounds.y1};
+    // Nothing to read near the output (an input without pixels): the blur of
+    // transparent black is transparent black.
+    if (!run.sourceView.hasPixels() || isEmpty(run.rows)) {
+      if (output.hasPixels()) output.clear(output.bounds);
+      return;
+    }
     run.grey = shortcutEnabled(kShortcutGreyBlur) && inputImages[0]->depth == output.depth &&
                channelOrder(inputImages[0]->format) == channelOrder(output.format) &&
                this->inputs[0]->equalColourChannels(*inputImages[0]);
