@@ -217,7 +217,9 @@ TEST(Frei0rWorlds, HandlesKnowTheirSizeAndARefusalIsNull) {
   ASSERT_NE(bytes, nullptr);
   bytes[99] = 1;
   host.disposeHandle(handle);
+#if !defined(__SANITIZE_THREAD__)  // the sanitizer's allocator ends the process rather than refuse
   EXPECT_EQ(host.newHandle(std::numeric_limits<std::uint64_t>::max()), nullptr);
+#endif
 }
 
 TEST(Frei0rFrameClock, RoundsTimeTimesRateWithMillisecondsDividedFirst) {
