@@ -6,9 +6,9 @@
 #include <stdexcept>
 
 #include "cli/commands.h"
+#include "cli/plugin_location.h"
 #include "standin/alert_capture.h"
 #include "standin/effect_instance.h"
-#include "standin/plugin_loader.h"
 
 namespace StrobeQuirk::Cli {
 namespace {
@@ -16,16 +16,7 @@ namespace {
 int runAbout(const std::vector<std::string>& words) {
   const Arguments arguments(words, {{"--plugin", true}});
   arguments.expectPositionals(0, "no arguments");
-  std::unique_ptr<StandIn::PluginLoader> plugin;
-  if (const auto path = arguments.optional("--plugin")) {
-    try {
-      plugin = std::make_unique<StandIn::PluginLoader>(*path);
-    } catch (const std::runtime_error& error) {
-      throw UsageError(error.what());  // the user named it
-    }
-  } else {
-    plugin = std::make_unique<StandIn::PluginLoader>(StandIn::PluginLoader::builtPluginPath());
-  }
+  const std::unique_ptr<StandIn::PluginLoader> plugin = loadPlugin(arguments.optional("--plugin"));
 
   StandIn::StandInHost host;
   StandIn::EffectInstance effect(host, plugin->entry());
@@ -45,8 +36,9 @@ int runAbout(const std::vector<std::string>& words) {
 const Command kAboutCommand{"about", "show the effect's about box",
                             "usage: strobe-quirk about [--plugin PATH]\n"
                             "\n"
-                            "Loads the plug-in (the one this build made, or PATH) as the application does\n"
-                            "and prints what its about command shows: the title, the text, and the button.\n",
+                            "Loads the plug-in (the one beside the tool, or installed with it, or PATH) as\n"
+                            "the application does and prints what its about command shows: the title,\n"
+                            "the text, and the button.\n",
                             runAbout};
 
 }  // namespace StrobeQuirk::Cli

@@ -1,10 +1,10 @@
 #include "cli/command.h"
 
 #include <cerrno>
-#include <cstdio>
+#include <cmath>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
+#include <limits>
+#include <new>
 
 namespace StrobeQuirk::Cli {
 
@@ -46,6 +46,11 @@ double Arguments::number(const std::string& name, double fallback) const {
   return text ? parseNumber(*text, name) : fallback;
 }
 
+float Arguments::floatNumber(const std::string& name, float fallback) const {
+  auto text = optional(name);
+  return text ? parseFloat(*text, name) : fallback;
+}
+
 long Arguments::integer(const std::string& name, long fallback) const {
   auto text = optional(name);
   return text ? parseInteger(*text, name) : fallback;
@@ -55,44 +60,90 @@ void Arguments::expectPositionals(std::size_t count, const char* what) const {
   if (positionals_.size() != count) throw UsageError(std::string("expected ") + what);
 }
 
+namespace {
+
+// The grammar of parseNumber (fraction and exponent allowed) or of
+// parseInteger (neither): checked here, since strtod and strtol also take
+// blanks, '+', hex, "nan" and "inf".
+bool isDecimal(const std::string& text, bool allowFraction) {
+  std::size_t i = 0;
+  auto digits = [&] {
+    const std::size_t start = i;
+    while (i < text.size() && text[i] >= '0' && text[i] <= '9') ++i;
+    return i - start;
+  };
+  if (i < text.size() && text[i] == '-') ++i;
+  std::size_t mantissaDigits = digits();
+  if (allowFraction && i < text.size() && text[i] == '.') {
+    ++i;
+    mantissaDigits += digits();
+  }
+  if (mantissaDigits == 0) return false;
+  if (allowFraction && i < text.size() && (text[i] == 'e' || text[i] == 'E')) {
+    ++i;
+    if (i < text.size() && (text[i] == '-' || text[i] == '+')) ++i;
+    if (digits() == 0) return false;
+  }
+  return i == text.size();
+}
+
+}  // namespace
+
 double parseNumber(const std::string& text, const std::string& what) {
-  char* end = nullptr;
-  errno = 0;
-  const double value = std::strtod(text.c_str(), &end);
-  if (text.empty() || *end != '\0' || errno == ERANGE) throw UsageError("not a number for " + what + ": " + text);
+  if (!isDecimal(text, true)) throw UsageError("not a finite decimal number for " + what + ": " + text);
+  // Too small for a double rounds toward 0 and is kept; too large is refused.
+  const double value = std::strtod(text.c_str(), nullptr);
+  if (!std::isfinite(value)) throw UsageError(what + " out of range: " + text);
   return value;
+}
+
+float parseFloat(const std::string& text, const std::string& what) {
+  const double value = parseNumber(text, what);
+  if (std::fabs(value) > double(std::numeric_limits<float>::max())) throw UsageError(what + " out of range: " + text);
+  return float(value);
 }
 
 long parseInteger(const std::string& text, const std::string& what) {
-  char* end = nullptr;
+  if (!isDecimal(text, false)) throw UsageError("not a decimal integer for " + what + ": " + text);
   errno = 0;
-  const long value = std::strtol(text.c_str(), &end, 10);
-  if (text.empty() || *end != '\0' || errno == ERANGE) throw UsageError("not an integer for " + what + ": " + text);
+  const long value = std::strtol(text.c_str(), nullptr, 10);
+  if (errno == ERANGE) throw UsageError(what + " out of range: " + text);
   return value;
 }
 
-void writeFileAtomically(const std::string& path, const std::function<void(std::ostream&)>& write) {
-  const std::string temporary = path + ".partial";
+int exitStatusOf(const std::function<int()>& run, std::ostream& err) {
   try {
-    std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-    if (!out) throw UsageError("cannot write " + path);
-    write(out);
-    out.close();
-    if (!out) throw UsageError("cannot write " + path);
-    if (std::rename(temporary.c_str(), path.c_str()) != 0) throw UsageError("cannot write " + path);
-  } catch (...) {
-    std::remove(temporary.c_str());
-    throw;
+    return run();
+  } catch (const UsageError& error) {
+    err << "strobe-quirk: " << error.what() << "\n";
+    return 2;
+  } catch (const std::bad_alloc&) {
+    err << "strobe-quirk: out of memory\n";
+    return 1;
+  } catch (const std::exception& error) {
+    err << "strobe-quirk: " << error.what() << "\n";
+    return 1;
   }
 }
 
-std::string readWholeFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw UsageError("cannot read " + path);
-  std::ostringstream contents;
-  contents << in.rdbuf();
-  if (in.bad()) throw UsageError("cannot read " + path);
-  return contents.str();
+std::int32_t parseFrameNumber(const std::string& text, const std::string& what) {
+  const long value = parseInteger(text, what);
+  if (value < -kMaxFrameNumber || value > kMaxFrameNumber)
+    throw UsageError(what + " out of range: " + text + " (frames " + std::to_string(-kMaxFrameNumber) + " to " +
+                     std::to_string(kMaxFrameNumber) + ")");
+  return std::int32_t(value);
+}
+
+FrameRange parseFrameRange(const std::string& text, const std::string& what) {
+  // The separator is the first '-' that is not a sign.
+  const std::size_t dash = text.find('-', 1);
+  if (dash == std::string::npos) {
+    const std::int32_t frame = parseFrameNumber(text, what);
+    return {frame, frame};
+  }
+  const FrameRange range{parseFrameNumber(text.substr(0, dash), what), parseFrameNumber(text.substr(dash + 1), what)};
+  if (range.first > range.last) throw UsageError(what + " runs backwards: " + text);
+  return range;
 }
 
 }  // namespace StrobeQuirk::Cli

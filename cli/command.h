@@ -2,13 +2,16 @@
 // The frame of the command-line tool: subcommands, their options, and the
 // rule for bad input (exit status 2, one line on stderr, no output file).
 
+#include <cstdint>
 #include <functional>
 #include <map>
-#include <optional>
 #include <ostream>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "cli/file_access.h"
 
 namespace StrobeQuirk::Cli {
 
@@ -31,7 +34,10 @@ class Arguments {
   bool has(const std::string& name) const { return values_.count(name) != 0; }
   std::optional<std::string> optional(const std::string& name) const;
   std::string required(const std::string& name) const;
+  // The option's value through parseNumber, parseFloat or parseInteger, or
+  // the fallback when the option is absent.
   double number(const std::string& name, double fallback) const;
+  float floatNumber(const std::string& name, float fallback) const;
   long integer(const std::string& name, long fallback) const;
   const std::vector<std::string>& positionals() const { return positionals_; }
   // Refuses any count of positionals other than this one.
@@ -42,8 +48,31 @@ class Arguments {
   std::vector<std::string> positionals_;
 };
 
+// Numbers are read whole and in decimal only: an optional '-', digits with
+// an optional fraction, an optional exponent. No '+', blanks, hex, "nan" or
+// "inf"; a value too large for its type is refused too, so every number that
+// gets through is finite. `what` names the option in the message.
 double parseNumber(const std::string& text, const std::string& what);
+float parseFloat(const std::string& text, const std::string& what);  // also finite as a 32-bit float
 long parseInteger(const std::string& text, const std::string& what);
+
+// Frame numbers the tool takes: the effect counts frames in 32-bit floats,
+// which hold every whole number only up to this size.
+inline constexpr std::int32_t kMaxFrameNumber = 1 << 24;
+
+// One frame number, -kMaxFrameNumber to kMaxFrameNumber.
+std::int32_t parseFrameNumber(const std::string& text, const std::string& what);
+
+struct FrameRange {
+  std::int32_t first, last;  // first <= last
+};
+
+// "A-B" (each a frame number, so "-5--1" is five frames), or "A" alone.
+FrameRange parseFrameRange(const std::string& text, const std::string& what);
+
+// Runs a command and turns what it throws into the tool's exit status and
+// one line on `err`: 2 for a UsageError, 1 for anything else.
+int exitStatusOf(const std::function<int()>& run, std::ostream& err);
 
 struct Command {
   const char* name;
@@ -53,11 +82,5 @@ struct Command {
   // For commands whose help depends on the words (filter NAME --help).
   std::string (*helpFor)(const std::vector<std::string>& words) = nullptr;
 };
-
-// Writes a file through a temporary beside it, renamed into place only when
-// everything was written: a failure leaves no partial output behind.
-void writeFileAtomically(const std::string& path, const std::function<void(std::ostream&)>& write);
-
-std::string readWholeFile(const std::string& path);
 
 }  // namespace StrobeQuirk::Cli

@@ -12,5 +12,6 @@ extern const Command kParamsCommand;
 extern const Command kPresetCommand;
 extern const Command kScheduleCommand;
 extern const Command kFilterCommand;
+extern const Command kRenderCommand;
 
 }  // namespace StrobeQuirk::Cli

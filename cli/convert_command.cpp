@@ -15,9 +15,11 @@ int runConvert(const std::vector<std::string>& words) {
   arguments.expectPositionals(2, "IN and OUT");
   const RawFormat& from = rawFormat(arguments.required("--format"));
   const RawFormat& to = rawFormat(arguments.required("--to"));
-  const Size size = parseSize(arguments.required("--size"));
+  const Size size = parseSize(arguments.required("--size"), from);
+  checkFrameBytes(to, size);
   const std::string& inPath = arguments.positionals()[0];
   const std::string& outPath = arguments.positionals()[1];
+  checkOutputPath(outPath, {inPath});
   const std::vector<unsigned char> bytes = readRawImage(inPath, from, size);
 
   Session session;
@@ -28,10 +30,7 @@ int runConvert(const std::vector<std::string>& words) {
     OZ::Host::AE::Host::Image source(&session.host, input), target(&session.host, output);
     target.copyFrom(source);
   }
-  writeFileAtomically(outPath, [&](std::ostream& out) {
-    const std::vector<unsigned char> result = copyOutOfWorld(*output, to);
-    out.write(reinterpret_cast<const char*>(result.data()), std::streamsize(result.size()));
-  });
+  writeFileAtomically(outPath, [&](std::ostream& out) { writeRawImage(out, *output, to); });
   std::cout << "converted " << size.width << "x" << size.height << " " << from.name << " (" << bytes.size()
             << " bytes) to " << to.name << " (" << rawBytes(to, size) << " bytes): " << outPath << "\n";
   return 0;
@@ -49,7 +48,9 @@ const Command kConvertCommand{
     "Conversions truncate; floats above 1.0 become white, below 0 black.\n"
     "\n"
     "formats: argb8, bgra8 (255 white), argb16, bgra16 (32768 white),\n"
-    "         argb32, bgra32 (float, 1.0 white)\n",
+    "         argb32, bgra32 (float, 1.0 white)\n"
+    "sizes: each side 1 to 32768, at most 1 GiB per frame in either format (256 MiB\n"
+    "       in the 32-bit build). OUT must not be IN.\n",
     runConvert};
 
 }  // namespace StrobeQuirk::Cli

@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "cli/commands.h"
+#include "cli/processor_level.h"
 #include "cli/session.h"
 #include "image/blend/blend_filter.h"
 #include "image/filter_layer.h"
@@ -51,12 +52,10 @@ const char kCommonHelp[] =
     "IN (A and B for blend) is a raw image of format F and size WxH; OUT gets the\n"
     "filtered image in the same format and size.\n"
     "formats: argb8, bgra8, argb16, bgra16, argb32, bgra32.\n"
+    "Each side 1 to 32768, at most 1 GiB per frame (256 MiB in the 32-bit build);\n"
+    "OUT must not be an input. Numbers are decimal and finite.\n"
     "  --threads N   iterations the host grants (1: one direct call on this thread;\n"
     "                default: one per processor)\n";
-
-const char kCpuHelp[] =
-    "  --cpu LEVEL   the highest processor level the kernels may use: auto (default),\n"
-    "                scalar, sse2, ssse3, sse41; a level this processor lacks is refused\n";
 
 const std::vector<FilterEntry>& filterEntries() {
   static const std::vector<FilterEntry> entries = {
@@ -77,15 +76,17 @@ const std::vector<FilterEntry>& filterEntries() {
        "                                   [--out-black B] [--out-white W] [--gamma G] --format F --size WxH IN OUT\n"
        "\nLevels: maps the colour range --in-black..--in-white (default 0..1) onto\n"
        "--out-black..--out-white (default 0..1), through a curve when --gamma (default 1)\n"
-       "is not 1. --clamp limits the result at white.\n",
+       "is not 1. --clamp limits the result at white. Equal --in-black and --in-white\n"
+       "make a threshold there: the slope is capped at 255, as any steeper one is;\n"
+       "--in-black above --in-white inverts.\n",
        true,
        {{"--clamp", false}, {"--in-black", true}, {"--in-white", true}, {"--out-black", true}, {"--out-white", true},
         {"--gamma", true}},
        [](Layer* layer, const Arguments& arguments) {
          return std::make_unique<OZ::Image::BalanceFilter<Host>>(
-             layer, arguments.has("--clamp"), float(arguments.number("--in-black", 0)),
-             float(arguments.number("--in-white", 1)), float(arguments.number("--out-black", 0)),
-             float(arguments.number("--out-white", 1)), float(arguments.number("--gamma", 1)));
+             layer, arguments.has("--clamp"), arguments.floatNumber("--in-black", 0),
+             arguments.floatNumber("--in-white", 1), arguments.floatNumber("--out-black", 0),
+             arguments.floatNumber("--out-white", 1), arguments.floatNumber("--gamma", 1));
        }},
       {"hsvcc",
        "usage: strobe-quirk filter hsvcc [--cpu LEVEL] [--threads N] [--hue-shift H] [--saturation S] [--value V]\n"
@@ -95,9 +96,9 @@ const std::vector<FilterEntry>& filterEntries() {
        true,
        {{"--hue-shift", true}, {"--saturation", true}, {"--value", true}},
        [](Layer* layer, const Arguments& arguments) {
-         return std::make_unique<OZ::Image::HSVCCFilter<Host>>(layer, float(arguments.number("--hue-shift", 0)),
-                                                              float(arguments.number("--saturation", 1)),
-                                                              float(arguments.number("--value", 1)));
+         return std::make_unique<OZ::Image::HSVCCFilter<Host>>(layer, arguments.floatNumber("--hue-shift", 0),
+                                                              arguments.floatNumber("--saturation", 1),
+                                                              arguments.floatNumber("--value", 1));
        }},
       {"blur",
        "usage: strobe-quirk filter blur [--cpu LEVEL] [--threads N] --sigma-x SX --sigma-y SY\n"
@@ -132,7 +133,7 @@ const std::vector<FilterEntry>& filterEntries() {
        nullptr,
        [](Layer* a, Layer* b, const Arguments& arguments) {
          const std::uint32_t mode = parseBlendMode(arguments.required("--mode"));
-         const float opacity = float(parseNumber(arguments.required("--opacity"), "--opacity"));
+         const float opacity = parseFloat(arguments.required("--opacity"), "--opacity");
          return std::make_unique<OZ::Image::BlendFilter<Host>>(a, b, mode, opacity);
        }},
   };
@@ -148,27 +149,7 @@ const FilterEntry& filterEntry(const std::string& name) {
 }
 
 std::string filterUsage(const FilterEntry& entry) {
-  return std::string(entry.usage) + kCommonHelp + (entry.hasLevels ? kCpuHelp : "");
-}
-
-// The flag mask of a --cpu level, refusing a level this processor lacks.
-OZ::Image::ProcessorFlags cpuMask(const std::string& level) {
-  using namespace OZ::Image;
-  ProcessorFlags mask;
-  if (level == "auto")
-    return ~ProcessorFlags(0);
-  else if (level == "scalar")
-    mask = 0;
-  else if (level == "sse2")
-    mask = kFlagSSE2;
-  else if (level == "ssse3")
-    mask = kFlagSSE2 | kFlagSSSE3;
-  else if (level == "sse41")
-    mask = kFlagSSE2 | kFlagSSSE3 | kFlagSSE41;
-  else
-    throw UsageError("unknown --cpu level " + level + " (auto, scalar, sse2, ssse3, sse41)");
-  if ((queryProcessorFlags() & mask) != mask) throw UsageError("this processor lacks " + level);
-  return mask;
+  return std::string(entry.usage) + kCommonHelp + (entry.hasLevels ? kCpuOptionHelp : "");
 }
 
 int runFilter(const std::vector<std::string>& words) {
@@ -182,14 +163,15 @@ int runFilter(const std::vector<std::string>& words) {
   const bool twoInputs = bool(entry.buildFromTwo);
   arguments.expectPositionals(twoInputs ? 3 : 2, twoInputs ? "A, B and OUT" : "IN and OUT");
   const RawFormat& format = rawFormat(arguments.required("--format"));
-  const Size size = parseSize(arguments.required("--size"));
+  const Size size = parseSize(arguments.required("--size"), format);
+  const std::vector<std::string> inputPaths(arguments.positionals().begin(), arguments.positionals().end() - 1);
+  const std::string& outputPath = arguments.positionals().back();
+  checkOutputPath(outputPath, inputPaths);
   const long threads = arguments.integer("--threads", 0);
   if (arguments.has("--threads") && (threads < 1 || threads > 256)) throw UsageError("--threads must be 1 to 256");
-  const OZ::Image::ProcessorFlags mask = cpuMask(arguments.optional("--cpu").value_or("auto"));
+  const OZ::Image::ProcessorFlags mask = processorMask(arguments.optional("--cpu").value_or("auto"));
   std::vector<std::vector<unsigned char>> inputBytes;
-  for (std::size_t i = 0; i + 1 < arguments.positionals().size(); ++i)
-    inputBytes.push_back(readRawImage(arguments.positionals()[i], format, size));
-  const std::string& outputPath = arguments.positionals().back();
+  for (const std::string& path : inputPaths) inputBytes.push_back(readRawImage(path, format, size));
 
   StandIn::Settings settings;
   settings.iterations = int(threads);
@@ -214,10 +196,7 @@ int runFilter(const std::vector<std::string>& words) {
     OZ::Image::renderGraph<Host>(filter.get(), &session.host, output);
   }
   OZ::Image::restrictProcessorFlags(~OZ::Image::ProcessorFlags(0));
-  writeFileAtomically(outputPath, [&](std::ostream& out) {
-    const std::vector<unsigned char> result = copyOutOfWorld(*outputWorld, format);
-    out.write(reinterpret_cast<const char*>(result.data()), std::streamsize(result.size()));
-  });
+  writeFileAtomically(outputPath, [&](std::ostream& out) { writeRawImage(out, *outputWorld, format); });
   return 0;
 }
 

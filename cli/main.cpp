@@ -1,9 +1,7 @@
 // strobe-quirk: runs the effect and its filters outside the application.
 
 #include <cstring>
-#include <exception>
 #include <iostream>
-#include <new>
 #include <string>
 #include <vector>
 
@@ -19,6 +17,7 @@ const Command* const kCommands[] = {
     &kPresetCommand,
     &kScheduleCommand,
     &kFilterCommand,
+    &kRenderCommand,
     &kAboutCommand,
 };
 
@@ -31,6 +30,8 @@ void printHelp(std::ostream& out) {
 
 int run(const std::vector<std::string>& words) {
   if (words.empty()) throw UsageError("no command given (see strobe-quirk --help)");
+  if ((words[0] == "--help" || words[0] == "-h" || words[0] == "--version") && words.size() > 1)
+    throw UsageError(words[0] + " takes nothing after it: " + words[1]);
   if (words[0] == "--help" || words[0] == "-h") {
     printHelp(std::cout);
     return 0;
@@ -58,16 +59,6 @@ int run(const std::vector<std::string>& words) {
 
 int main(int argc, char** argv) {
   using namespace StrobeQuirk::Cli;
-  try {
-    return run(std::vector<std::string>(argv + 1, argv + argc));
-  } catch (const UsageError& error) {
-    std::cerr << "strobe-quirk: " << error.what() << "\n";
-    return 2;
-  } catch (const std::bad_alloc&) {
-    std::cerr << "strobe-quirk: out of memory\n";
-    return 1;
-  } catch (const std::exception& error) {
-    std::cerr << "strobe-quirk: " << error.what() << "\n";
-    return 1;
-  }
+  const std::vector<std::string> words(argv + 1, argv + argc);
+  return exitStatusOf([&] { return run(words); }, std::cerr);
 }

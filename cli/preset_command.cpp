@@ -1,7 +1,5 @@
 // strobe-quirk preset: the effect's controls as a preset text file.
 
-#include <cmath>
-#include <filesystem>
 #include <iostream>
 #include <sstream>
 #include <string>
@@ -19,14 +17,6 @@ using OZ::Host::Param::Parameters;
 constexpr const char* kPluginName = "Strobe Quirk";
 constexpr const char* kVersion = "1.0";
 
-double parseControlValue(const Arguments& arguments, const std::string& option) {
-  const std::string text = *arguments.optional(option);
-  const double value = parseNumber(text, option);
-  // NaN would pass the store's clamp untouched.
-  if (std::isnan(value)) throw UsageError("not a number for " + option + ": " + text);
-  return value;
-}
-
 int writePreset(const std::vector<std::string>& words) {
   const Arguments arguments(words, {{"--quirk-time", true},
                                     {"--random-quirk", true},
@@ -34,13 +24,14 @@ int writePreset(const std::vector<std::string>& words) {
                                     {"--unmasked", false}});
   arguments.expectPositionals(1, "one FILE after preset write");
   const std::string path = arguments.positionals()[0];
+  checkOutputPath(path);
 
   Parameters store;
   defineQuirkControls(store);
   // Through the plain setters, so the values are clamped to the controls' ranges.
-  if (arguments.has("--quirk-time")) store.setFloat(kQuirkTimeIndex, parseControlValue(arguments, "--quirk-time"));
-  if (arguments.has("--random-quirk"))
-    store.setFloat(kRandomQuirkIndex, parseControlValue(arguments, "--random-quirk"));
+  // The parser lets only finite numbers through: NaN would pass the clamp untouched.
+  if (arguments.has("--quirk-time")) store.setFloat(kQuirkTimeIndex, arguments.number("--quirk-time", 0));
+  if (arguments.has("--random-quirk")) store.setFloat(kRandomQuirkIndex, arguments.number("--random-quirk", 0));
   if (arguments.has("--increase-quirky")) store.setBool(true, kIncreaseQuirkyIndex);
   if (arguments.has("--unmasked")) store.setBool(true, kUnmaskedIndex);
 
@@ -51,9 +42,6 @@ int writePreset(const std::vector<std::string>& words) {
 // The reader never returns once its stream fails short of the end, so the
 // file is read and checked here, and only checked bytes reach it.
 std::string readCheckedPreset(const std::string& path) {
-  std::error_code error;
-  if (!std::filesystem::exists(path, error)) throw UsageError("cannot read " + path + ": no such file");
-  if (!std::filesystem::is_regular_file(path, error)) throw UsageError("cannot read " + path + ": not a regular file");
   const std::string text = readWholeFile(path);
 
   std::size_t lineStart = 0;
@@ -103,7 +91,8 @@ const Command kPresetCommand = {
     "\n"
     "write  starts from the controls' defaults, sets the values given and writes\n"
     "       FILE as text, one \"name: value\" line per control. Values are kept\n"
-    "       within the controls' ranges: Quirk Time 1 to 100, Random Quirk 0 to 100.\n"
+    "       within the controls' ranges: Quirk Time 1 to 100, Random Quirk 0 to 100;\n"
+    "       T and R are decimal and finite.\n"
     "         --quirk-time T       mean frames between pulses (default 3)\n"
     "         --random-quirk R     percent by which the gap varies (default 0)\n"
     "         --increase-quirky    turn on the stronger, tighter look\n"

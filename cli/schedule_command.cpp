@@ -29,7 +29,8 @@ int runSchedule(const std::vector<std::string>& words) {
   // instance in a host behind them.
   auto store = std::make_unique<OZ::Host::Param::Parameters>();
   session.host.defineParameters(*store);
-  // Through the store, so the values are clamped as the host's controls are.
+  // Through the store, so the values are clamped as the host's controls are;
+  // the parser lets only finite numbers through, as the clamp needs.
   if (arguments.has("--quirk-time")) store->setFloat(kQuirkTimeIndex, arguments.number("--quirk-time", 0));
   if (arguments.has("--random-quirk")) store->setFloat(kRandomQuirkIndex, arguments.number("--random-quirk", 0));
   const PulseSettings settings = pulseSettings(store->getFloat(kQuirkTimeIndex), store->getFloat(kRandomQuirkIndex));
@@ -56,7 +57,8 @@ const Command kScheduleCommand{
     "Prints one line per frame from A to B inclusive: the frame number and 1 on a\n"
     "pulse, 0 in a gap. T is the mean gap between pulses in frames (1 to 100,\n"
     "default 3); R how far a gap may vary, in percent (0 to 100, default 0).\n"
-    "Values outside their range are clamped, as the effect's controls are.\n",
+    "Values outside their range are clamped, as the effect's controls are;\n"
+    "numbers are decimal and finite.\n",
     runSchedule};
 
 }  // namespace StrobeQuirk::Cli

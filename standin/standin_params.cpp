@@ -130,6 +130,10 @@ PF_ParamDef& ParamList::keyframe(PF_ParamIndex index, A_long time) {
 }
 
 void ParamList::setFloat(PF_ParamIndex index, double value) { at(index).definition.u.fs_d.value = value; }
+void ParamList::enterFloat(PF_ParamIndex index, double value) {
+  const PF_FloatSliderDef& slider = at(index).definition.u.fs_d;
+  setFloat(index, value < slider.valid_min ? slider.valid_min : value > slider.valid_max ? slider.valid_max : value);
+}
 void ParamList::setBool(PF_ParamIndex index, bool value) { at(index).definition.u.bd.value = value ? 1 : 0; }
 void ParamList::setInt(PF_ParamIndex index, A_long value) { at(index).definition.u.sd.value = value; }
 void ParamList::setLayer(PF_ParamIndex index, PF_EffectWorld* world) { at(index).layer = world; }

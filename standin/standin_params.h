@@ -51,6 +51,9 @@ class ParamList {
   // Setting values the way a user does.
   PF_ParamDef& keyframe(PF_ParamIndex index, A_long time);  // made from the value between keyframes
   void setFloat(PF_ParamIndex index, double value);
+  // A number typed into a slider: held to the control's valid range, as the
+  // application holds it. setFloat takes any value, as a host bug might.
+  void enterFloat(PF_ParamIndex index, double value);
   void setBool(PF_ParamIndex index, bool value);
   void setInt(PF_ParamIndex index, A_long value);  // sliders and popups (1-based)
   void setText(PF_ParamIndex index, const std::string& text);  // an arbitrary parameter's text, with its zero

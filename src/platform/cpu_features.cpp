@@ -6,6 +6,13 @@
 #include <sys/sysctl.h>
 #else
 #include <cpuid.h>
+
+#include <cstddef>
+
+// No C library here has it; a program that defines it answers for the
+// processor (weak: absent, the address is null).
+extern "C" int sysctlbyname(const char* name, void* value, std::size_t* size, const void* newValue,
+                            std::size_t newSize) __attribute__((weak));
 #endif
 
 namespace Platform {
@@ -46,7 +53,7 @@ CpuidBits readCpuid() {
 
 }  // namespace
 
-int queryCapability(const char* key, std::int32_t& value) {
+int queryProcessorCapability(const char* key, std::int32_t& value) {
   // The processor does not change under us; cpuid is slow in a virtual
   // machine, so it is read once.
   static const CpuidBits cpu = readCpuid();
@@ -77,6 +84,13 @@ int queryCapability(const char* key, std::int32_t& value) {
   }
   value = 0;
   return -1;
+}
+
+int queryCapability(const char* key, std::int32_t& value) {
+  if (!sysctlbyname) return queryProcessorCapability(key, value);
+  value = 0;
+  std::size_t size = sizeof(value);
+  return sysctlbyname(key, &value, &size, nullptr, 0);
 }
 
 #endif

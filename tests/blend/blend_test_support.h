@@ -136,6 +136,7 @@ struct LevelCase {
   ProcessorFlags mask;
   KernelLevel level;
 };
+inline void PrintTo(const LevelCase& level, std::ostream* out) { *out << level.name; }
 
 inline const LevelCase kLevels[] = {{"Scalar", 0, KernelLevel::Scalar},
                                     {"SSE2", kFlagSSE2, KernelLevel::SSE2},

@@ -1,26 +1,19 @@
 // The effect's four controls, and the params and preset commands run as a
-// user runs them. The tool is found through STROBE_QUIRK, or beside this
-// test program in the build tree, and is started through
-// STROBE_QUIRK_EMULATOR when that is set; the command tests skip without it.
+// user runs them.
 
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "effect/quirk_controls.h"
+#include "tool_process.h"
 
 namespace {
 
 using namespace OZ::Host::Param;
 using namespace StrobeQuirk;
+using StrobeQuirk::Testing::Outcome;
+using StrobeQuirk::Testing::readFile;
 
 TEST(QuirkControlsTest, FourRecordsFieldByField) {
   Parameters store;
@@ -66,54 +59,7 @@ TEST(QuirkControlsTest, FourRecordsFieldByField) {
 
 // --- The commands, run as a separate process. ---
 
-std::string toolPath() {
-  if (const char* given = std::getenv("STROBE_QUIRK")) return given;
-  std::error_code error;
-  const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
-  if (error) return "";
-  const auto beside = self.parent_path().parent_path() / "cli" / "strobe-quirk";
-  return std::filesystem::exists(beside, error) ? beside.string() : "";
-}
-
-std::string readFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
-struct Outcome {
-  int status;
-  std::string out, err;
-};
-
-class PresetCommandTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    tool_ = toolPath();
-    if (const char* emulator = std::getenv("STROBE_QUIRK_EMULATOR"); emulator && *emulator)
-      emulator_ = std::string("'") + emulator + "' ";
-    if (tool_.empty()) GTEST_SKIP() << "strobe-quirk not found; set STROBE_QUIRK";
-    char pattern[] = "/tmp/params_cli_XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    dir_ = pattern;
-  }
-  void TearDown() override {
-    if (!dir_.empty()) std::filesystem::remove_all(dir_);
-  }
-
-  Outcome run(const std::string& arguments) {
-    const std::string command =
-        emulator_ + "'" + tool_ + "' " + arguments + " >'" + (dir_ / "out").string() + "' 2>'" + (dir_ / "err").string() + "'";
-    const int status = std::system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(dir_ / "out"), readFile(dir_ / "err")};
-  }
-  std::string file(const char* name) const { return (dir_ / name).string(); }
-  void write(const char* name, const std::string& text) const { std::ofstream(dir_ / name, std::ios::binary) << text; }
-
-  std::string tool_, emulator_;
-  std::filesystem::path dir_;
-};
+class PresetCommandTest : public StrobeQuirk::Testing::ToolTest {};
 
 // Write clamps through the store; read doesn't clamp, and "True" is false.
 TEST_F(PresetCommandTest, WriteAndReadGiveExactBytes) {
@@ -139,12 +85,15 @@ TEST_F(PresetCommandTest, BadInputExitsTwoWithOneLineAndNoFile) {
   const std::string refused[] = {
       "preset write " + file("bad.txt") + " --quirk-time abc",
       "preset write " + file("bad.txt") + " --quirk-time nan",
+      "preset write " + file("bad.txt") + " --quirk-time inf",
+      "preset write " + file("bad.txt") + " --random-quirk 0x10",
       "preset write " + file("bad.txt") + " --random-quirk",
       "preset write " + file("bad.txt") + " --bogus",
       "preset write",
       "preset write " + file("bad.txt") + " " + file("second.txt"),
       "preset read " + file("missing.txt"),
       "preset read " + dir_.string(),
+      "preset write " + dir_.string(),
       "preset read " + file("long.txt"),
       "preset read " + file("colonless.txt"),
       "preset read",
@@ -159,7 +108,6 @@ TEST_F(PresetCommandTest, BadInputExitsTwoWithOneLineAndNoFile) {
     EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1) << arguments << ": " << outcome.err;
   }
   EXPECT_FALSE(std::filesystem::exists(file("bad.txt")));
-  EXPECT_FALSE(std::filesystem::exists(file("bad.txt.partial")));
 }
 
 }  // namespace
