@@ -1,0 +1,54 @@
+#include "host/frei0r/adapter_controls.h"
+
+#include <cmath>
+
+namespace OZ::Host::Frei0r {
+namespace {
+
+using OZ::Host::Param::ParamRecord;
+using OZ::Host::Param::ParamValue;
+
+ParamRecord floatControl(const char* name, const char* tag, double value, double low, double high) {
+  ParamRecord record;
+  record.kind = OZ::Host::Param::kFloat;
+  record.name = name;
+  record.setTag(tag);
+  record.value = record.defaultValue = ParamValue::ofFloat(value);
+  record.sliderMin = record.validMin = ParamValue::ofFloat(low);
+  record.sliderMax = record.validMax = ParamValue::ofFloat(high);
+  return record;
+}
+
+ParamRecord checkBox(const char* name, const char* tag) {
+  ParamRecord record;
+  record.kind = OZ::Host::Param::kBool;
+  record.name = name;
+  record.setTag(tag);
+  record.value = record.defaultValue = ParamValue::ofBool(false);
+  record.sliderMin = record.validMin = ParamValue::ofBool(false);
+  record.sliderMax = record.validMax = ParamValue::ofBool(true);
+  return record;
+}
+
+}  // namespace
+
+const char* const kAdapterControlExplanations[3] = {
+    "Frames per second of the clip: the frame number is the time times this rate",
+    "On when the host passes the time in milliseconds (ffmpeg), off for seconds (MLT, GStreamer)",
+    "Worker threads for one frame: 0 for one per processor, 1 for none beside the host's",
+};
+
+AdapterControls appendAdapterControls(OZ::Host::Param::Parameters& store) {
+  const int first = int(store.records.size());
+  store.records.push_back(floatControl("Frame Rate", "rfFZ", 25.0, 0.01, 1000.0));
+  store.records.push_back(checkBox("Time In Milliseconds", "smFZ"));
+  store.records.push_back(floatControl("Threads", "htFZ", 0.0, 0.0, 64.0));
+  return {first, first + 1, first + 2};
+}
+
+std::uint64_t threadsSetting(double value) {
+  // The store has clamped the value to 0..64 already; NaN never gets in.
+  return value >= 0.5 ? std::uint64_t(std::floor(value + 0.5)) : 0;
+}
+
+}  // namespace OZ::Host::Frei0r
