@@ -170,23 +170,23 @@ ImageFileContents readImageFile(const std::string& path) {
   const QuietStandardError quiet;
   std::unique_ptr<ImageInput> in = ImageInput::open(path, &config);
   if (!in) throw refuse(OIIO::geterror());
-  const ImageSpec spec = in->spec();
-  if (spec.deep) throw refuse("deep images are not taken");
-  if (spec.width < 1 || spec.height < 1 || spec.width > kMaxFrameSide || spec.height > kMaxFrameSide || spec.depth != 1)
-    throw refuse(std::to_string(spec.width) + "x" + std::to_string(spec.height) + " is out of range (each side 1 to " +
+  const ImageSpec header = in->spec();
+  if (header.deep) throw refuse("deep images are not taken");
+  if (header.width < 1 || header.height < 1 || header.width > kMaxFrameSide || header.height > kMaxFrameSide || header.depth != 1)
+    throw refuse(std::to_string(header.width) + "x" + std::to_string(header.height) + " is out of range (each side 1 to " +
                  std::to_string(kMaxFrameSide) + ")");
-  const int channels = spec.nchannels;
+  const int channels = header.nchannels;
   if (channels < 1) throw refuse("no channels");
 
   ImageFileContents contents;
-  contents.stored = storedDepth(spec.format);
-  const Size size{spec.width, spec.height};
+  contents.stored = storedDepth(header.format);
+  const Size size{header.width, header.height};
   const RawFormat& format = effectFormat(contents.stored);
   checkFrameBytes(format, size);
   contents.frame = Frame{&format, size, std::vector<unsigned char>(rawBytes(format, size))};
-  int alphaChannel = spec.alpha_channel;
+  int alphaChannel = header.alpha_channel;
   if (alphaChannel < 0 || alphaChannel >= channels) alphaChannel = channels == 2 ? 1 : channels >= 4 ? 3 : -1;
-  contents.premultiplied = alphaChannel >= 0 && spec.get_int_attribute("oiio:UnassociatedAlpha", 0) == 0;
+  contents.premultiplied = alphaChannel >= 0 && header.get_int_attribute("oiio:UnassociatedAlpha", 0) == 0;
 
   const std::size_t samples = std::size_t(size.width) * std::size_t(size.height) * std::size_t(channels);
   auto readAs = [&](auto sample, TypeDesc type) {
@@ -297,22 +297,22 @@ void ImageFileWriter::add(const Frame& frame) {
                          : s.depth == SampleDepth::Short ? TypeDesc::UINT16
                          : s.depth == SampleDepth::Half  ? TypeDesc::HALF
                                                          : TypeDesc::FLOAT;
-  ImageSpec spec(frame.size.width, frame.size.height, channels, asked);
+  ImageSpec header(frame.size.width, frame.size.height, channels, asked);
   // No time of writing: the same frame gives the same bytes in any run.
-  spec.attribute("DateTime", "");
+  header.attribute("DateTime", "");
   if (channels == 4) {
-    spec.alpha_channel = 3;
-    if (s.alpha == AlphaStorage::Straight) spec.attribute("oiio:UnassociatedAlpha", 1);
+    header.alpha_channel = 3;
+    if (s.alpha == AlphaStorage::Straight) header.attribute("oiio:UnassociatedAlpha", 1);
   }
   if (s.manyFrames) {
     const int rate[2] = {int(s.framesPerSecond * 1000 + 0.5), 1000};
-    spec.attribute("FramesPerSecond", TypeDesc::TypeRational, rate);
-    spec.attribute("gif:LoopCount", 0);  // forever
+    header.attribute("FramesPerSecond", TypeDesc::TypeRational, rate);
+    header.attribute("gif:LoopCount", 0);  // forever
   }
   auto fail = [&] { return UsageError("cannot write " + s.path + ": " + firstLine(s.out->geterror())); };
   const QuietStandardError quiet;
   if (s.frames == 0) s.out->set_ioproxy(s.memory.get());
-  if (!s.out->open(s.path, spec, s.frames == 0 ? ImageOutput::Create : ImageOutput::AppendSubimage)) throw fail();
+  if (!s.out->open(s.path, header, s.frames == 0 ? ImageOutput::Create : ImageOutput::AppendSubimage)) throw fail();
   // What the kind took of the depth asked: 8 and 16 bits are scaled here,
   // anything else is handed over as float for the library to store.
   const TypeDesc stored = s.out->spec().format;

@@ -59,9 +59,9 @@ void premultiply(std::vector<double>& rgba) {
 void writeImage(const std::string& path, const std::vector<double>& rgba, TypeDesc type, int channels = 4) {
   auto out = OIIO::ImageOutput::create(path);
   ASSERT_TRUE(out) << path;
-  OIIO::ImageSpec spec(kWidth, kHeight, channels, type);
-  if (channels == 4) spec.attribute("oiio:UnassociatedAlpha", 1);
-  ASSERT_TRUE(out->open(path, spec)) << out->geterror();
+  OIIO::ImageSpec header(kWidth, kHeight, channels, type);
+  if (channels == 4) header.attribute("oiio:UnassociatedAlpha", 1);
+  ASSERT_TRUE(out->open(path, header)) << out->geterror();
   std::vector<float> samples;
   for (std::size_t i = 0; i < kPixels; ++i)
     for (int c = 0; c < channels; ++c) {
@@ -73,7 +73,7 @@ void writeImage(const std::string& path, const std::vector<double>& rgba, TypeDe
 }
 
 struct Image {
-  OIIO::ImageSpec spec;
+  OIIO::ImageSpec header;
   std::vector<double> samples;  // on the file's scale, as rgbaFromRaw
   int subimages = 0;
 };
@@ -87,10 +87,10 @@ Image readImage(const std::string& path) {
     ADD_FAILURE() << "cannot read " << path << ": " << OIIO::geterror();
     return image;
   }
-  image.spec = in->spec();
-  std::vector<float> samples(image.spec.image_pixels() * std::size_t(image.spec.nchannels));
-  EXPECT_TRUE(in->read_image(0, 0, 0, image.spec.nchannels, TypeDesc::FLOAT, samples.data())) << in->geterror();
-  const double scale = image.spec.format == TypeDesc::UINT8 ? 255.0 : image.spec.format == TypeDesc::UINT16 ? 65535.0 : 1.0;
+  image.header = in->spec();
+  std::vector<float> samples(image.header.image_pixels() * std::size_t(image.header.nchannels));
+  EXPECT_TRUE(in->read_image(0, 0, 0, image.header.nchannels, TypeDesc::FLOAT, samples.data())) << in->geterror();
+  const double scale = image.header.format == TypeDesc::UINT8 ? 255.0 : image.header.format == TypeDesc::UINT16 ? 65535.0 : 1.0;
   for (float s : samples) image.samples.push_back(scale == 1.0 ? double(s) : std::floor(double(s) * scale + 0.5));
   while (in->seek_subimage(image.subimages, 0)) ++image.subimages;
   return image;
@@ -148,8 +148,8 @@ TEST_F(ImageFilesTest, TheFileRouteRendersTheRawRoutesPixelsInEachKindAndDepth) 
       writeImage(file(kind.name), layer, kind.type);
       renderFile(options, kind.name, std::string("out_") + kind.name);
       const Image out = readImage(file(std::string("out_") + kind.name));
-      ASSERT_EQ(out.spec.format, kind.type);
-      ASSERT_EQ(out.spec.nchannels, 4);
+      ASSERT_EQ(out.header.format, kind.type);
+      ASSERT_EQ(out.header.nchannels, 4);
       ASSERT_EQ(out.samples.size(), expected.size());
       for (std::size_t i = 0; i < expected.size(); ++i)
         ASSERT_NEAR(out.samples[i], expected[i], kind.tolerance * std::max(1.0, std::fabs(expected[i])))
@@ -169,7 +169,7 @@ TEST_F(ImageFilesTest, OpenExrColourComesBackAsItWentIn) {
     const Image in = readImage(file("in.exr"));
     renderFile("--frame 6 --unmasked", "in.exr", "out.exr");
     const Image out = readImage(file("out.exr"));
-    EXPECT_EQ(out.spec.format, type) << "the depth follows the file";
+    EXPECT_EQ(out.header.format, type) << "the depth follows the file";
     ASSERT_EQ(out.samples.size(), in.samples.size());
     const double tolerance = type == TypeDesc::HALF ? 1.0 / 1024 : 1e-6;
     for (std::size_t i = 0; i < in.samples.size(); ++i)
@@ -182,7 +182,7 @@ TEST_F(ImageFilesTest, DepthFollowsTheFileUnlessToldAndAFileWithoutAlphaIsOpaque
   writeImage(file("rgb.png"), layer, TypeDesc::UINT8, 3);
   renderFile("--frame 6 --unmasked", "rgb.png", "opaque.png");
   const Image opaque = readImage(file("opaque.png"));
-  ASSERT_EQ(opaque.spec.nchannels, 4);
+  ASSERT_EQ(opaque.header.nchannels, 4);
   for (std::size_t i = 0; i < kPixels; ++i) {
     ASSERT_EQ(opaque.samples[i * 4 + 3], 255) << i;
     for (int c = 0; c < 3; ++c) ASSERT_EQ(opaque.samples[i * 4 + std::size_t(c)], layer[i * 4 + std::size_t(c)]) << i;
@@ -191,8 +191,8 @@ TEST_F(ImageFilesTest, DepthFollowsTheFileUnlessToldAndAFileWithoutAlphaIsOpaque
   renderFile("--frame 6 --unmasked --depth 16", "rgb.png", "wide.png");
   renderFile("--frame 6 --unmasked --depth float", "rgb.png", "wide.tif");
   const Image wide = readImage(file("wide.png")), floats = readImage(file("wide.tif"));
-  ASSERT_EQ(wide.spec.format, TypeDesc::UINT16);
-  ASSERT_EQ(floats.spec.format, TypeDesc::FLOAT);
+  ASSERT_EQ(wide.header.format, TypeDesc::UINT16);
+  ASSERT_EQ(floats.header.format, TypeDesc::FLOAT);
   for (std::size_t i = 0; i < opaque.samples.size(); ++i) {
     ASSERT_EQ(wide.samples[i], opaque.samples[i] * 257) << i;
     ASSERT_FLOAT_EQ(float(floats.samples[i]), float(opaque.samples[i]) / 255.0f) << i;
@@ -223,8 +223,8 @@ TEST_F(ImageFilesTest, SequencesSplitRangesAndAnimations) {
   const Outcome sheet = run("sheet --frames 0-7 --columns 4 " + file("whole/####.tif") + " " + file("sheet.png"));
   ASSERT_EQ(sheet.status, 0) << sheet.err;
   const Image contact = readImage(file("sheet.png"));
-  EXPECT_EQ(contact.spec.width, 4 + 4 * (40 + 4));
-  EXPECT_EQ(contact.spec.height, 4 + 2 * (24 + 14 + 4));
+  EXPECT_EQ(contact.header.width, 4 + 4 * (40 + 4));
+  EXPECT_EQ(contact.header.height, 4 + 2 * (24 + 14 + 4));
 }
 
 TEST_F(ImageFilesTest, BadFilesAndMissingFramesAreRefusedWithNothingWritten) {
