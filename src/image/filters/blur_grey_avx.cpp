@@ -172,6 +172,31 @@ struct BlurGreyLanes<AVXLevel, IntoPairs, AlphaFirst> {
         _mm_storeu_si128(reinterpret_cast<__m128i*>(sample), _mm_shuffle_epi8(words, spread));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(sample) + 1, _mm_shuffle_epi8(_mm_srli_si128(words, 8), spread));
       }
+    } else if constexpr (IntoPairs) {
+      // Each line's pair straight out of the register: through a copy on
+      // the stack, every pair waits for the copy to be forwarded.
+      if constexpr (Kind == BlurSamples::Float32) {
+        const __m128 low = _mm256_castps256_ps128(v), high = _mm256_extractf128_ps(v, 1);
+        _mm_storel_pi(reinterpret_cast<__m64*>(sample), low);
+        if (lines > 1) _mm_storeh_pi(reinterpret_cast<__m64*>(sample + lineStep), low);
+        if (lines > 2) _mm_storel_pi(reinterpret_cast<__m64*>(sample + 2 * lineStep), high);
+        if (lines > 3) _mm_storeh_pi(reinterpret_cast<__m64*>(sample + 3 * lineStep), high);
+      } else {
+        // A pair is one 16-bit word at 8 bits, one 32-bit word at 16.
+        using Pair = std::conditional_t<Kind == BlurSamples::Unsigned8, std::uint16_t, std::uint32_t>;
+        const __m128i pairs = stored<Kind>(v);
+        auto pairOf = [&]<int K>() {
+          if constexpr (Kind == BlurSamples::Unsigned8)
+            return Pair(_mm_extract_epi16(pairs, K));
+          else
+            return Pair(_mm_extract_epi32(pairs, K));
+        };
+        auto put = [&](int k, Pair pair) { std::memcpy(sample + k * lineStep, &pair, sizeof pair); };
+        put(0, pairOf.template operator()<0>());
+        if (lines > 1) put(1, pairOf.template operator()<1>());
+        if (lines > 2) put(2, pairOf.template operator()<2>());
+        if (lines > 3) put(3, pairOf.template operator()<3>());
+      }
     } else {
       using C = Component<Kind>;
       C values[32 / sizeof(C)];  // room for a whole vector of any kind
