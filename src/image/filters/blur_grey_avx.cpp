@@ -87,6 +87,7 @@ struct BlurGreyLanes<AVXLevel, IntoPairs, AlphaFirst> {
     } else if constexpr (IntoPairs) {
       // Colour and alpha out of four pixels.
       const unsigned char* at[4];
+#pragma GCC unroll 4
       for (int k = 0; k < 4; ++k) at[k] = line(sample, lineStep, lines, k);
       if constexpr (Kind == BlurSamples::Float32) {
         constexpr int pick = AlphaFirst ? _MM_SHUFFLE(0, 1, 0, 1) : _MM_SHUFFLE(3, 0, 3, 0);
@@ -95,11 +96,18 @@ struct BlurGreyLanes<AVXLevel, IntoPairs, AlphaFirst> {
         const __m128 high = _mm_shuffle_ps(pixel(2), pixel(3), pick);
         return _mm256_insertf128_ps(_mm256_castps128_ps256(low), high, 1);
       } else if constexpr (Kind == BlurSamples::Unsigned8) {
-        std::int32_t word[4];
-        for (int k = 0; k < 4; ++k) std::memcpy(&word[k], at[k], 4);
+        // Gathered in registers: four 4-byte stores read back as one
+        // 16-byte load cannot be forwarded, and stall every sample.
+        auto pixel = [&](int k) {
+          std::int32_t word;
+          std::memcpy(&word, at[k], 4);
+          return _mm_cvtsi32_si128(word);
+        };
+        const __m128i pixels =
+            _mm_unpacklo_epi64(_mm_unpacklo_epi32(pixel(0), pixel(1)), _mm_unpacklo_epi32(pixel(2), pixel(3)));
         const __m128i pick = AlphaFirst ? _mm_setr_epi8(1, 0, 5, 4, 9, 8, 13, 12, -1, -1, -1, -1, -1, -1, -1, -1)
                                         : _mm_setr_epi8(0, 3, 4, 7, 8, 11, 12, 15, -1, -1, -1, -1, -1, -1, -1, -1);
-        const __m128i bytes = _mm_shuffle_epi8(_mm_setr_epi32(word[0], word[1], word[2], word[3]), pick);
+        const __m128i bytes = _mm_shuffle_epi8(pixels, pick);
         return fromIntegers(_mm_cvtepu8_epi32(bytes), _mm_cvtepu8_epi32(_mm_srli_si128(bytes, 4)));
       } else {
         auto pixels = [&](int k) {
@@ -163,6 +171,31 @@ struct BlurGreyLanes<AVXLevel, IntoPairs, AlphaFirst> {
                                           : _mm_setr_epi8(0, 1, 0, 1, 0, 1, 2, 3, 4, 5, 4, 5, 4, 5, 6, 7);
         _mm_storeu_si128(reinterpret_cast<__m128i*>(sample), _mm_shuffle_epi8(words, spread));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(sample) + 1, _mm_shuffle_epi8(_mm_srli_si128(words, 8), spread));
+      }
+    } else if constexpr (IntoPairs) {
+      // Each line's pair straight out of the register: through a copy on
+      // the stack, every pair waits for the copy to be forwarded.
+      if constexpr (Kind == BlurSamples::Float32) {
+        const __m128 low = _mm256_castps256_ps128(v), high = _mm256_extractf128_ps(v, 1);
+        _mm_storel_pi(reinterpret_cast<__m64*>(sample), low);
+        if (lines > 1) _mm_storeh_pi(reinterpret_cast<__m64*>(sample + lineStep), low);
+        if (lines > 2) _mm_storel_pi(reinterpret_cast<__m64*>(sample + 2 * lineStep), high);
+        if (lines > 3) _mm_storeh_pi(reinterpret_cast<__m64*>(sample + 3 * lineStep), high);
+      } else {
+        // A pair is one 16-bit word at 8 bits, one 32-bit word at 16.
+        using Pair = std::conditional_t<Kind == BlurSamples::Unsigned8, std::uint16_t, std::uint32_t>;
+        const __m128i pairs = stored<Kind>(v);
+        auto pairOf = [&]<int K>() {
+          if constexpr (Kind == BlurSamples::Unsigned8)
+            return Pair(_mm_extract_epi16(pairs, K));
+          else
+            return Pair(_mm_extract_epi32(pairs, K));
+        };
+        auto put = [&](int k, Pair pair) { std::memcpy(sample + k * lineStep, &pair, sizeof pair); };
+        put(0, pairOf.template operator()<0>());
+        if (lines > 1) put(1, pairOf.template operator()<1>());
+        if (lines > 2) put(2, pairOf.template operator()<2>());
+        if (lines > 3) put(3, pairOf.template operator()<3>());
       }
     } else {
       using C = Component<Kind>;
