@@ -12,50 +12,21 @@
 #include <cstring>
 #include <type_traits>
 
+#include "image/filters/blur_avx_arithmetic.h"
 #include "image/filters/blur_lines_vector.h"
 
 namespace OZ::Image {
 
 template <bool IntoPairs, bool AlphaFirst>
-struct BlurGreyLanes<AVXLevel, IntoPairs, AlphaFirst> {
+struct BlurGreyLanes<AVXLevel, IntoPairs, AlphaFirst> : BlurAvxArithmetic {
   static constexpr int linesPerGroup = 4;
   static constexpr int doublesPerGroup = 2;
   using Floats = __m256;    // colour and alpha of lines 0 and 1, then of lines 2 and 3
   using Doubles = __m256d;  // colour and alpha of two lines
-  struct Feedback {
-    __m256d d1, d2, d3, d4;
-  };
 
   // Where a pixel holds them; any colour component stands for all three.
   static constexpr int kColour = AlphaFirst ? 1 : 0;
   static constexpr int kAlpha = AlphaFirst ? 0 : 3;
-
-  static Floats set(float v) { return _mm256_set1_ps(v); }
-  static Floats add(Floats a, Floats b) { return _mm256_add_ps(a, b); }
-  static Floats mul(Floats a, Floats b) { return _mm256_mul_ps(a, b); }
-  static Floats divide(Floats a, Floats b) { return _mm256_div_ps(a, b); }
-
-  static Feedback feedbackOf(const DericheCoefficients& c) {
-    return {_mm256_set1_pd(c.d1), _mm256_set1_pd(c.d2), _mm256_set1_pd(c.d3), _mm256_set1_pd(c.d4)};
-  }
-
-  static void widen(Floats v, Doubles* lines) {
-    lines[0] = _mm256_cvtps_pd(_mm256_castps256_ps128(v));
-    lines[1] = _mm256_cvtps_pd(_mm256_extractf128_ps(v, 1));
-  }
-
-  static Doubles subtract(Doubles ff, Doubles h1, Doubles h2, Doubles h3, Doubles h4, const Feedback& d) {
-    Doubles v = _mm256_sub_pd(ff, _mm256_mul_pd(d.d1, h1));
-    v = _mm256_sub_pd(v, _mm256_mul_pd(d.d2, h2));
-    v = _mm256_sub_pd(v, _mm256_mul_pd(d.d3, h3));
-    return _mm256_sub_pd(v, _mm256_mul_pd(d.d4, h4));
-  }
-
-  static Floats sumToFloats(const Doubles* p, const Doubles* q) {
-    const __m128 first = _mm256_cvtpd_ps(_mm256_add_pd(p[0], q[0]));
-    const __m128 second = _mm256_cvtpd_ps(_mm256_add_pd(p[1], q[1]));
-    return _mm256_insertf128_ps(_mm256_castps128_ps256(first), second, 1);
-  }
 
   template <BlurSamples Kind>
   using Component = std::conditional_t<Kind == BlurSamples::Float32, float,

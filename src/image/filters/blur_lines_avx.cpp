@@ -13,46 +13,17 @@
 
 #include <cstring>
 
+#include "image/filters/blur_avx_arithmetic.h"
 #include "image/filters/blur_lines_vector.h"
 
 namespace OZ::Image {
 
 template <>
-struct BlurLanes<AVXLevel> {
+struct BlurLanes<AVXLevel> : BlurAvxArithmetic {
   static constexpr int linesPerGroup = 2;
   static constexpr int doublesPerGroup = 2;
   using Floats = __m256;    // the group's first line in the low half, its second in the high half
   using Doubles = __m256d;  // one line's four channels
-  struct Feedback {
-    __m256d d1, d2, d3, d4;
-  };
-
-  static Floats set(float v) { return _mm256_set1_ps(v); }
-  static Floats add(Floats a, Floats b) { return _mm256_add_ps(a, b); }
-  static Floats mul(Floats a, Floats b) { return _mm256_mul_ps(a, b); }
-  static Floats divide(Floats a, Floats b) { return _mm256_div_ps(a, b); }
-
-  static Feedback feedbackOf(const DericheCoefficients& c) {
-    return {_mm256_set1_pd(c.d1), _mm256_set1_pd(c.d2), _mm256_set1_pd(c.d3), _mm256_set1_pd(c.d4)};
-  }
-
-  static void widen(Floats v, Doubles* lines) {
-    lines[0] = _mm256_cvtps_pd(_mm256_castps256_ps128(v));
-    lines[1] = _mm256_cvtps_pd(_mm256_extractf128_ps(v, 1));
-  }
-
-  static Doubles subtract(Doubles ff, Doubles h1, Doubles h2, Doubles h3, Doubles h4, const Feedback& d) {
-    Doubles v = _mm256_sub_pd(ff, _mm256_mul_pd(d.d1, h1));
-    v = _mm256_sub_pd(v, _mm256_mul_pd(d.d2, h2));
-    v = _mm256_sub_pd(v, _mm256_mul_pd(d.d3, h3));
-    return _mm256_sub_pd(v, _mm256_mul_pd(d.d4, h4));
-  }
-
-  static Floats sumToFloats(const Doubles* p, const Doubles* q) {
-    const __m128 first = _mm256_cvtpd_ps(_mm256_add_pd(p[0], q[0]));
-    const __m128 second = _mm256_cvtpd_ps(_mm256_add_pd(p[1], q[1]));
-    return _mm256_insertf128_ps(_mm256_castps128_ps256(first), second, 1);
-  }
 
   // Four integers of one pixel, widened exactly.
   template <BlurSamples Kind>
