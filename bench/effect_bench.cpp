@@ -128,6 +128,7 @@ void renderEffect(benchmark::State& state, bool unmasked) {
   const A_long frame = 0;  // a pulse with the default controls
   StandIn::Settings settings;
   settings.iterations = threads;
+  settings.poisonWorlds = false;  // the application hands out worlds as they come
   StandIn::StandInHost standIn(settings);
   StandIn::PluginLoader plugin(StandIn::PluginLoader::builtPluginPath());
   const OZ::Image::PixelFormatCode format = formatOfDepth(depth);

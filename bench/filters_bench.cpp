@@ -5,7 +5,7 @@
 // path and once with the shortcuts that keep every byte (image/shortcuts.h).
 //
 //   build/x64/bench/oz_bench --benchmark_filter=balance
-//   valgrind --tool=callgrind --toggle-collect='*renderChainFrame*' \
+//   valgrind --tool=callgrind --toggle-collect='*renderChainFrame*'
 //       build/x64/bench/oz_bench --benchmark_filter='chain/shortcuts/depth:8/threads:1' --benchmark_min_time=0
 
 #include <benchmark/benchmark.h>

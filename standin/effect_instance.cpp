@@ -75,7 +75,7 @@ EffectInstance::EffectInstance(StandInHost& host, PF_FilterProc entry) : params(
 
 EffectInstance::~EffectInstance() {
   for (auto& entry : pixels_)
-    if (entry.second) host_.disposeLayerWorld(entry.second);
+    if (entry.second) host_.disposeLayerView(entry.second);
   if (output_) host_.disposeLayerWorld(output_);
   host_.attachInstance(nullptr);
 }
@@ -276,7 +276,7 @@ SmartFrame EffectInstance::smartRender(const PF_LRect& request) {
     frame.message = message_;
     for (auto& entry : pixels_) {
       frame.pixelsNotCheckedIn.push_back(entry.first);
-      if (entry.second) host_.disposeLayerWorld(entry.second);
+      if (entry.second) host_.disposeLayerView(entry.second);
     }
     pixels_.clear();
     frame.output.reset(output_);
@@ -342,19 +342,9 @@ PF_Err EffectInstance::checkoutLayerPixels(A_long id, PF_EffectWorld** world) {
   // The pixels of the region the pre-render granted, placed at its corner.
   const PF_LRect rect = found->second.result.result_rect;
   const PF_EffectWorld* layer = params.at(found->second.index).layer;
-  PF_EffectWorld* copy = nullptr;
-  if (layer && !isEmpty(rect)) {
-    const OZ::Image::PixelFormatCode format = host_.formatOf(*layer);
-    copy = host_.makeLayerWorld(rect.right - rect.left, rect.bottom - rect.top, format, rect.left, rect.top);
-    const std::size_t pixel = std::size_t(OZ::Image::bytesPerPixel(OZ::Image::formatDepth(format)));
-    for (A_long y = rect.top; y < rect.bottom; ++y)
-      std::memcpy(reinterpret_cast<char*>(copy->data) + std::ptrdiff_t(y - rect.top) * copy->rowbytes,
-                  reinterpret_cast<const char*>(layer->data) + std::ptrdiff_t(y) * layer->rowbytes +
-                      std::size_t(rect.left) * pixel,
-                  std::size_t(rect.right - rect.left) * pixel);
-  }
-  pixels_[id] = copy;
-  *world = copy;
+  PF_EffectWorld* view = layer && !isEmpty(rect) ? host_.makeLayerView(*layer, rect) : nullptr;
+  pixels_[id] = view;
+  *world = view;
   return PF_Err_NONE;
 }
 
@@ -364,7 +354,7 @@ PF_Err EffectInstance::checkinLayerPixels(A_long id) {
     host_.reportViolation("checkin_layer_pixels of id " + std::to_string(id) + ", which is not checked out");
     return PF_Err_BAD_CALLBACK_PARAM;
   }
-  if (held->second) host_.disposeLayerWorld(held->second);
+  if (held->second) host_.disposeLayerView(held->second);
   pixels_.erase(held);
   ++pixelCheckins_;
   return PF_Err_NONE;

@@ -96,8 +96,8 @@ std::size_t blockBytes(A_long width, A_long height, PixelFormatCode format, std:
 }
 
 void layOut(PF_EffectWorld& world, A_long width, A_long height, PixelFormatCode format, std::size_t rowBytes,
-            std::size_t bytes, bool negativeRows, unsigned char* block) {
-  std::memset(block, 0xA5, bytes);  // not cleared: a filter must write every pixel it owns
+            std::size_t bytes, bool negativeRows, bool poison, unsigned char* block) {
+  if (poison) std::memset(block, 0xA5, bytes);  // not cleared: a filter must write every pixel it owns
   world = PF_EffectWorld{};
   const bool deep = OZ::Image::formatDepth(format) == 16;
   world.world_flags = PF_WorldFlags(PF_WorldFlag_WRITEABLE) | (deep ? PF_WorldFlags(PF_WorldFlag_DEEP) : 0);
@@ -123,7 +123,7 @@ PF_EffectWorld* StandInHost::makeLayerWorld(std::int32_t width, std::int32_t hei
   auto* block = bytes ? static_cast<unsigned char*>(std::aligned_alloc(kRowAlignment, bytes)) : nullptr;
   if (!block) throw std::invalid_argument("stand-in host: cannot make a layer world of that size and format");
   auto* world = new PF_EffectWorld{};
-  layOut(*world, width, height, format, rowBytes, bytes, negativeRows, block);
+  layOut(*world, width, height, format, rowBytes, bytes, negativeRows, settings_.poisonWorlds, block);
   world->origin_x = originX;
   world->origin_y = originY;
   std::lock_guard<std::mutex> guard(mutex_);
@@ -141,6 +141,32 @@ void StandInHost::disposeLayerWorld(PF_EffectWorld* world) {
     }
   }
   delete world;
+}
+
+PF_EffectWorld* StandInHost::makeLayerView(const PF_EffectWorld& layer, const PF_LRect& rect) {
+  const PixelFormatCode format = formatOf(layer);
+  const std::ptrdiff_t pixel = OZ::Image::bytesPerPixel(OZ::Image::formatDepth(format));
+  auto* view = new PF_EffectWorld(layer);
+  view->world_flags = layer.world_flags & ~PF_WorldFlags(PF_WorldFlag_WRITEABLE);
+  view->data = reinterpret_cast<PF_PixelPtr>(reinterpret_cast<char*>(layer.data) + std::ptrdiff_t(rect.top) * layer.rowbytes +
+                                              std::ptrdiff_t(rect.left) * pixel);
+  view->width = rect.right - rect.left;
+  view->height = rect.bottom - rect.top;
+  view->extent_hint = {0, 0, view->width, view->height};
+  view->origin_x = rect.left;
+  view->origin_y = rect.top;
+  std::lock_guard<std::mutex> guard(mutex_);
+  views_.emplace(view->data, format);
+  return view;
+}
+
+void StandInHost::disposeLayerView(PF_EffectWorld* view) {
+  {
+    std::lock_guard<std::mutex> guard(mutex_);
+    auto found = views_.find(view->data);
+    if (found != views_.end()) views_.erase(found);
+  }
+  delete view;
 }
 
 PF_Err StandInHost::allocateWorld(A_long width, A_long height, PixelFormatCode format, bool clear,
@@ -163,7 +189,7 @@ PF_Err StandInHost::allocateWorld(A_long width, A_long height, PixelFormatCode f
     block = static_cast<unsigned char*>(std::aligned_alloc(kRowAlignment, bytes));
   }
   if (!block) return PF_Err_OUT_OF_MEMORY;
-  layOut(*world, width, height, format, rowBytes, bytes, false, block);
+  layOut(*world, width, height, format, rowBytes, bytes, false, settings_.poisonWorlds, block);
   if (clear)
     for (A_long y = 0; y < height; ++y)
       std::memset(reinterpret_cast<unsigned char*>(world->data) + std::ptrdiff_t(y) * world->rowbytes, 0,
@@ -193,7 +219,9 @@ PF_Err StandInHost::releaseWorld(PF_EffectWorld* world) {
 PixelFormatCode StandInHost::formatOf(const PF_EffectWorld& world) const {
   std::lock_guard<std::mutex> guard(mutex_);
   auto found = worlds_.find(world.data);
-  return found == worlds_.end() ? 0 : found->second->format;
+  if (found != worlds_.end()) return found->second->format;
+  auto view = views_.find(world.data);
+  return view == views_.end() ? 0 : view->second;
 }
 
 int StandInHost::worldRequests() const {

@@ -51,6 +51,10 @@ struct Settings {
   bool handleCallbacks = true;  // false: the five handle callbacks of utils are null
   // Iterations granted for PF_Iterations_ONCE_PER_PROCESSOR; 0: one per processor.
   int iterations = 0;
+  // New worlds are filled with 0xA5, so that a filter that leaves pixels
+  // unwritten shows it; benchmarks turn this off, as the application has
+  // no such fill.
+  bool poisonWorlds = true;
   // Further suites the broker hands out, by name and version; every call
   // into one ends the process with its name.
   std::vector<std::pair<std::string, int>> moreSuites;
@@ -98,6 +102,11 @@ class StandInHost {
   PF_EffectWorld* makeLayerWorld(std::int32_t width, std::int32_t height, PixelFormatCode format,
                                  std::int32_t originX = 0, std::int32_t originY = 0, bool negativeRows = false);
   void disposeLayerWorld(PF_EffectWorld* world);
+  // The pixels of `rect` of a layer, as the application hands out what it
+  // holds in its cache: a world over the layer's own rows, with the
+  // region's corner as origin, not a copy. Disposed with disposeLayerView.
+  PF_EffectWorld* makeLayerView(const PF_EffectWorld& layer, const PF_LRect& rect);
+  void disposeLayerView(PF_EffectWorld* view);
 
   // What the plug-in holds of the host's memory right now. Handles the
   // application took over (default texts, parameter values) are not counted.
@@ -183,6 +192,7 @@ class StandInHost {
   mutable std::mutex mutex_;  // handles and worlds may be touched from worker threads
   std::map<PF_Handle, struct HandleRecord*> handles_;
   std::map<const void*, std::unique_ptr<WorldRecord>> worlds_;  // by data pointer
+  std::multimap<const void*, PixelFormatCode> views_;          // layer views, by data pointer
   std::multimap<std::size_t, unsigned char*> spareBlocks_;      // freed plugin worlds, by size
   int worldRequests_ = 0, handleRequests_ = 0;
   std::size_t pluginWorlds_ = 0;
