@@ -45,6 +45,24 @@ struct BlurAvxArithmetic {
     const __m128 second = _mm256_cvtpd_ps(_mm256_add_pd(p[1], q[1]));
     return _mm256_insertf128_ps(_mm256_castps128_ps256(first), second, 1);
   }
+
+  // The integer stores, lane for lane, as SSE2 makes them: round to
+  // nearest even, then saturating packs; at 16 bits shifted into the signed
+  // range and back with wrapping arithmetic. The eight lanes as bytes (the
+  // low eight) or as 16-bit words.
+  template <BlurSamples Kind>
+  static __m128i storedComponents(Floats v) {
+    if constexpr (Kind == BlurSamples::Unsigned8) {
+      const __m256i rounded = _mm256_cvtps_epi32(v);
+      const __m128i words = _mm_packs_epi32(_mm256_castsi256_si128(rounded), _mm256_extractf128_si256(rounded, 1));
+      return _mm_packus_epi16(words, words);
+    } else {
+      const __m256i rounded = _mm256_cvtps_epi32(_mm256_sub_ps(v, _mm256_set1_ps(32768.0f)));
+      __m128i words = _mm_packs_epi32(_mm256_castsi256_si128(rounded), _mm256_extractf128_si256(rounded, 1));
+      if constexpr (Kind == BlurSamples::Unsigned16White32768) words = _mm_min_epi16(words, _mm_setzero_si128());
+      return _mm_add_epi16(words, _mm_set1_epi16(std::int16_t(-32768)));
+    }
+  }
 };
 
 }  // namespace OZ::Image

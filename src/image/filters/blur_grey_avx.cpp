@@ -103,22 +103,6 @@ struct BlurGreyLanes<AVXLevel, IntoPairs, AlphaFirst> : BlurAvxArithmetic {
     }
   }
 
-  // The stores of blur_lines_avx.cpp, lane for lane: colour and alpha of
-  // the four lines, in order, as the format stores them.
-  template <BlurSamples Kind>
-  static __m128i stored(Floats v) {
-    if constexpr (Kind == BlurSamples::Unsigned8) {
-      const __m256i rounded = _mm256_cvtps_epi32(v);
-      const __m128i words = _mm_packs_epi32(_mm256_castsi256_si128(rounded), _mm256_extractf128_si256(rounded, 1));
-      return _mm_packus_epi16(words, words);
-    } else {
-      const __m256i rounded = _mm256_cvtps_epi32(_mm256_sub_ps(v, _mm256_set1_ps(32768.0f)));
-      __m128i words = _mm_packs_epi32(_mm256_castsi256_si128(rounded), _mm256_extractf128_si256(rounded, 1));
-      if constexpr (Kind == BlurSamples::Unsigned16White32768) words = _mm_min_epi16(words, _mm_setzero_si128());
-      return _mm_add_epi16(words, _mm_set1_epi16(std::int16_t(-32768)));
-    }
-  }
-
   template <BlurSamples Kind, bool Whole>
   static void store(unsigned char* sample, std::int64_t lineStep, int lines, Floats v) {
     if constexpr (Whole && !IntoPairs) {
@@ -135,9 +119,9 @@ struct BlurGreyLanes<AVXLevel, IntoPairs, AlphaFirst> : BlurAvxArithmetic {
       } else if constexpr (Kind == BlurSamples::Unsigned8) {
         const __m128i spread = AlphaFirst ? _mm_setr_epi8(1, 0, 0, 0, 3, 2, 2, 2, 5, 4, 4, 4, 7, 6, 6, 6)
                                           : _mm_setr_epi8(0, 0, 0, 1, 2, 2, 2, 3, 4, 4, 4, 5, 6, 6, 6, 7);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(sample), _mm_shuffle_epi8(stored<Kind>(v), spread));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(sample), _mm_shuffle_epi8(storedComponents<Kind>(v), spread));
       } else {
-        const __m128i words = stored<Kind>(v);
+        const __m128i words = storedComponents<Kind>(v);
         const __m128i spread = AlphaFirst ? _mm_setr_epi8(2, 3, 0, 1, 0, 1, 0, 1, 6, 7, 4, 5, 4, 5, 4, 5)
                                           : _mm_setr_epi8(0, 1, 0, 1, 0, 1, 2, 3, 4, 5, 4, 5, 4, 5, 6, 7);
         _mm_storeu_si128(reinterpret_cast<__m128i*>(sample), _mm_shuffle_epi8(words, spread));
@@ -155,7 +139,7 @@ struct BlurGreyLanes<AVXLevel, IntoPairs, AlphaFirst> : BlurAvxArithmetic {
       } else {
         // A pair is one 16-bit word at 8 bits, one 32-bit word at 16.
         using Pair = std::conditional_t<Kind == BlurSamples::Unsigned8, std::uint16_t, std::uint32_t>;
-        const __m128i pairs = stored<Kind>(v);
+        const __m128i pairs = storedComponents<Kind>(v);
         auto pairOf = [&]<int K>() {
           if constexpr (Kind == BlurSamples::Unsigned8)
             return Pair(_mm_extract_epi16(pairs, K));
@@ -174,7 +158,7 @@ struct BlurGreyLanes<AVXLevel, IntoPairs, AlphaFirst> : BlurAvxArithmetic {
       if constexpr (Kind == BlurSamples::Float32)
         _mm256_storeu_ps(values, v);
       else
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(values), stored<Kind>(v));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(values), storedComponents<Kind>(v));
       // Lines past the group's last would only repeat it.
       for (int k = 0; k < lines && k < 4; ++k) write(sample + k * lineStep, values[2 * k], values[2 * k + 1]);
     }

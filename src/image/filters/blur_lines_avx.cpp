@@ -64,9 +64,7 @@ struct BlurLanes<AVXLevel> : BlurAvxArithmetic {
       _mm_storeu_ps(reinterpret_cast<float*>(pixel), _mm256_castps256_ps128(v));
       _mm_storeu_ps(reinterpret_cast<float*>(pixel + partnerStep), _mm256_extractf128_ps(v, 1));
     } else if constexpr (Kind == BlurSamples::Unsigned8) {
-      const __m256i rounded = _mm256_cvtps_epi32(v);
-      const __m128i words = _mm_packs_epi32(_mm256_castsi256_si128(rounded), _mm256_extractf128_si256(rounded, 1));
-      const __m128i bytes = _mm_packus_epi16(words, words);
+      const __m128i bytes = storedComponents<Kind>(v);
       if constexpr (Adjacent) {
         _mm_storel_epi64(reinterpret_cast<__m128i*>(pixel), bytes);
       } else {
@@ -75,12 +73,7 @@ struct BlurLanes<AVXLevel> : BlurAvxArithmetic {
         std::memcpy(pixel + partnerStep, &second, 4);
       }
     } else {
-      // Shift into the signed range, pack, shift back with wrapping 16-bit
-      // arithmetic, as SSE2 must.
-      const __m256i rounded = _mm256_cvtps_epi32(_mm256_sub_ps(v, _mm256_set1_ps(32768.0f)));
-      __m128i words = _mm_packs_epi32(_mm256_castsi256_si128(rounded), _mm256_extractf128_si256(rounded, 1));
-      if constexpr (Kind == BlurSamples::Unsigned16White32768) words = _mm_min_epi16(words, _mm_setzero_si128());
-      words = _mm_add_epi16(words, _mm_set1_epi16(std::int16_t(-32768)));
+      const __m128i words = storedComponents<Kind>(v);
       if constexpr (Adjacent) {
         _mm_storeu_si128(reinterpret_cast<__m128i*>(pixel), words);
       } else {
