@@ -50,8 +50,11 @@ void pruneConsumers(FilterBase<Host>* root) {
   }
 }
 
+// takeInputsIn: whether nodes may take their inputs in (absorbInput). A
+// render on a device says no: a node that took one in would run it on the
+// processor, beside a device that has a program for it.
 template <class Host>
-void simplifyGraph(FilterBase<Host>* root) {
+void simplifyGraph(FilterBase<Host>* root, bool takeInputsIn = true) {
   using Node = FilterBase<Host>;
   // Merge pass: consumers of one node that read the same inputs and are
   // mergeable become one node, working from the sources upward.
@@ -100,7 +103,7 @@ void simplifyGraph(FilterBase<Host>* root) {
       node = input;
       visited.insert(node);
     }
-    for (std::size_t i = 0; i < node->inputs.size() && node->consumers.size() < 2; ++i) {
+    for (std::size_t i = 0; takeInputsIn && i < node->inputs.size() && node->consumers.size() < 2; ++i) {
       Node* input = node->inputs[i];
       const int answer = node->absorbInput(input);
       if (answer == 2) break;
@@ -160,10 +163,10 @@ void estimatePeaks(FilterBase<Host>* root, const PixelDescriptor& descriptor) {
 
 // The passes before a render into target, in their fixed order.
 template <class Host>
-void prepareRender(FilterBase<Host>* root, Host* host, const ImageBuffer<Host>& target) {
+void prepareRender(FilterBase<Host>* root, Host* host, const ImageBuffer<Host>& target, bool onDevice = false) {
   const Rect request = target.bounds;
   pruneConsumers(root);
-  simplifyGraph(root);
+  simplifyGraph(root, !onDevice);
   pruneConsumers(root);
   requestRegion(root, request);
   spreadRootRegion(root);
@@ -192,7 +195,7 @@ void renderGraph(FilterBase<Host>* root, Host* host, ImageBuffer<Host>& target) 
 template <class Host>
 void renderGraphOnDevice(FilterBase<Host>* root, Host* host, DeviceContext* device, ImageBuffer<Host>& target,
                          DeviceObserver* observer = nullptr) {
-  prepareRender(root, host, target);
+  prepareRender(root, host, target, true);
   EvalResult<Host> result{borrowed(&target), nullptr};
   bool exclusive = true;
   root->evaluateOnDevice(host, device, observer, target, result, exclusive, 0);

@@ -15,6 +15,8 @@ using Shortcuts = std::uint32_t;
 inline constexpr Shortcuts kShortcutDesaturation = 1;
 // The blur of an image of three equal colour channels: one of them and alpha.
 inline constexpr Shortcuts kShortcutGreyBlur = 2;
+// Levels feeding the full desaturation run inside it, their image never stored.
+inline constexpr Shortcuts kShortcutLevelsIntoDesaturation = 4;
 
 // Whether a shortcut may be taken now.
 bool shortcutEnabled(Shortcuts shortcut);

@@ -59,21 +59,28 @@ struct VectorPixels {
   }
 
   // Four values 0..255 in the low four bytes.
-  static __m128i narrow8(__m128 value) {
-    const __m128i words = _mm_packs_epi32(_mm_cvtps_epi32(value), _mm_setzero_si128());
-    return _mm_packus_epi16(words, words);
+  static __m128i narrow8(__m128 value) { return narrow8(value, value, value, value); }
+
+  // Four pixels' values 0..255, in the order given: sixteen bytes.
+  static __m128i narrow8(__m128 first, __m128 second, __m128 third, __m128 fourth) {
+    return _mm_packus_epi16(_mm_packs_epi32(_mm_cvtps_epi32(first), _mm_cvtps_epi32(second)),
+                            _mm_packs_epi32(_mm_cvtps_epi32(third), _mm_cvtps_epi32(fourth)));
   }
 
-  // Four values 0..32768 in the low four 16-bit lanes. SSE4.1 has an
-  // unsigned pack; SSE2 shifts into the signed range and back, which also
-  // ends at 32768.
-  static __m128i narrow16(__m128 value) {
+  // Four values 0..32768 in the low four 16-bit lanes.
+  static __m128i narrow16(__m128 value) { return narrow16(value, value); }
+
+  // Two pixels' values 0..32768, in the order given: eight 16-bit lanes.
+  // SSE4.1 has an unsigned pack; SSE2 shifts into the signed range and
+  // back, which also ends at 32768.
+  static __m128i narrow16(__m128 first, __m128 second) {
     if constexpr (hasSSE41<Level>) {
-      const __m128i words = _mm_packus_epi32(_mm_cvtps_epi32(value), _mm_setzero_si128());
+      const __m128i words = _mm_packus_epi32(_mm_cvtps_epi32(first), _mm_cvtps_epi32(second));
       return _mm_min_epu16(words, _mm_set1_epi16(std::int16_t(-32768)));
     } else {
-      const __m128 shifted = _mm_sub_ps(value, _mm_set1_ps(32768.0f));
-      const __m128i words = _mm_packs_epi32(_mm_cvtps_epi32(shifted), _mm_setzero_si128());
+      const __m128 shift = _mm_set1_ps(32768.0f);
+      const __m128i words =
+          _mm_packs_epi32(_mm_cvtps_epi32(_mm_sub_ps(first, shift)), _mm_cvtps_epi32(_mm_sub_ps(second, shift)));
       return _mm_add_epi16(_mm_min_epi16(words, _mm_setzero_si128()), _mm_set1_epi16(std::int16_t(-32768)));
     }
   }
@@ -197,16 +204,16 @@ struct VectorBlock {
   [[gnu::always_inline]] static void store(unsigned char* target, Components c) {
     __m128i* address = reinterpret_cast<__m128i*>(target);
     if constexpr (Layout::depth == 8) {
-      // Round to nearest even, then saturate: 32 to 16 bits signed, 16 to
-      // 8 bits unsigned (VectorPixels::narrow8, four vectors at once).
+      // Round to nearest even, then saturate, as single pixels are stored.
       const __m128 white = _mm_set1_ps(255.0f);
-      __m128i rounded[4];
-      _Pragma("GCC unroll 4") for (int k = 0; k < 4; ++k) rounded[k] = _mm_cvtps_epi32(_mm_mul_ps(c.lane[k], white));
-      const __m128i planar =
-          _mm_packus_epi16(_mm_packs_epi32(rounded[0], rounded[1]), _mm_packs_epi32(rounded[2], rounded[3]));
+      const __m128i planar = VectorPixels<Level, Layout>::narrow8(
+          _mm_mul_ps(c.lane[0], white), _mm_mul_ps(c.lane[1], white), _mm_mul_ps(c.lane[2], white),
+          _mm_mul_ps(c.lane[3], white));
       _mm_store_si128(address, transposeBytes(planar));
     } else if constexpr (Layout::depth == 16) {
-      __m128i first = narrow16(c.lane[0], c.lane[1]), second = narrow16(c.lane[2], c.lane[3]);
+      const __m128 white = _mm_set1_ps(32768.0f);
+      __m128i first = VectorPixels<Level, Layout>::narrow16(_mm_mul_ps(c.lane[0], white), _mm_mul_ps(c.lane[1], white));
+      __m128i second = VectorPixels<Level, Layout>::narrow16(_mm_mul_ps(c.lane[2], white), _mm_mul_ps(c.lane[3], white));
       transposeWords(first, second);
       _mm_store_si128(address, first);
       _mm_store_si128(address + 1, second);
@@ -214,22 +221,6 @@ struct VectorBlock {
       _MM_TRANSPOSE4_PS(c.lane[0], c.lane[1], c.lane[2], c.lane[3]);
       float* pixels = reinterpret_cast<float*>(target);
       _Pragma("GCC unroll 4") for (int k = 0; k < 4; ++k) _mm_store_ps(pixels + 4 * k, c.lane[k]);
-    }
-  }
-
-  // VectorPixels::narrow16 on two vectors at once: eight values 0..32768.
-  // SSE4.1 packs unsigned; the earlier levels shift into the signed range
-  // and back.
-  static __m128i narrow16(__m128 first, __m128 second) {
-    const __m128 white = _mm_set1_ps(32768.0f);
-    if constexpr (hasSSE41<Level>) {
-      const __m128i words =
-          _mm_packus_epi32(_mm_cvtps_epi32(_mm_mul_ps(first, white)), _mm_cvtps_epi32(_mm_mul_ps(second, white)));
-      return _mm_min_epu16(words, _mm_set1_epi16(std::int16_t(-32768)));
-    } else {
-      const __m128i words = _mm_packs_epi32(_mm_cvtps_epi32(_mm_sub_ps(_mm_mul_ps(first, white), white)),
-                                            _mm_cvtps_epi32(_mm_sub_ps(_mm_mul_ps(second, white), white)));
-      return _mm_add_epi16(_mm_min_epi16(words, _mm_setzero_si128()), _mm_set1_epi16(std::int16_t(-32768)));
     }
   }
 };

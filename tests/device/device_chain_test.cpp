@@ -190,7 +190,7 @@ TEST(DeviceChain, NodesBeyondTheDeviceLimitsRunOnTheProcessor) {
     DeviceGraph graph(format, 24, 20, 7);
     MaskChain chain(graph, &device);
     // The estimates are made by the render's passes; make them once first.
-    prepareRender<DeviceHost>(chain.blend, &graph.host, graph.target);
+    prepareRender<DeviceHost>(chain.blend, &graph.host, graph.target, true);
     c.setUp(device, chain);
     RecordingObserver observer;
     graph.renderOn(device, chain.blend, &observer);

@@ -1,5 +1,5 @@
 // The whole effect with its shortcuts taken and not taken: every shortcut
-// alone, and all of them together, must leave every byte of the frame as
+// alone, a pair, and all of them together, must leave every byte of the frame as
 // the general path makes it, at every processor level, in all six formats,
 // on one thread and on two, with both looks of "Increase Quirky", on a
 // pulse and in a gap.
@@ -43,8 +43,11 @@ const LevelCase kLevels[] = {
 const OZ::Image::PixelFormatCode kFormats[] = {formatCode("argb"), formatCode("bgra"), formatCode("Argb"),
                                                formatCode("Bgra"), formatCode("ARgb"), formatCode("BGra")};
 
-// The grey blur needs the desaturation's word: alone it must change nothing.
-const Shortcuts kEachShortcut[] = {OZ::Image::kShortcutDesaturation, OZ::Image::kShortcutGreyBlur};
+// The grey blur needs the desaturation's word and the levels go only into
+// the desaturation's short route: alone each must change nothing.
+const Shortcuts kShortcutSets[] = {OZ::Image::kShortcutDesaturation, OZ::Image::kShortcutGreyBlur,
+                                   OZ::Image::kShortcutLevelsIntoDesaturation,
+                                   OZ::Image::kShortcutDesaturation | OZ::Image::kShortcutLevelsIntoDesaturation};
 
 // One layer, rendered through the effect as the adapter renders a frame.
 class EffectRun {
@@ -160,9 +163,9 @@ TEST_P(EffectShortcuts, EveryShortcutKeepsEveryByte) {
                                               << " threads, increase " << increase << ", frame " << frame);
             const std::vector<unsigned char> general = run.render(frame, increase, 0);
             EXPECT_EQ(firstDifference(run.render(frame, increase, ~Shortcuts(0)), general), -1) << "all shortcuts";
-            for (const Shortcuts shortcut : kEachShortcut)
-              EXPECT_EQ(firstDifference(run.render(frame, increase, shortcut), general), -1)
-                  << "shortcut " << shortcut << " alone";
+            for (const Shortcuts shortcuts : kShortcutSets)
+              EXPECT_EQ(firstDifference(run.render(frame, increase, shortcuts), general), -1)
+                  << "shortcuts " << shortcuts;
           }
       }
 }

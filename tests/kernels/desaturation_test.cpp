@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "image/filters/balance_kernels.h"
 #include "image/filters/desaturation_kernels.h"
 #include "image/filters/hsvcc_kernels.h"
 #include "image/filters/processor_flags.h"
@@ -156,6 +157,46 @@ TEST_P(DesaturationLevelTest, WorksInPlace) {
     shortRoute<Layout>(shortRows, shortRows, rect, progress);
     general<Layout>(generalRows, generalRows, rect, progress);
     EXPECT_EQ(shortRows.bytes, generalRows.bytes);
+  });
+}
+
+// Levels taken into the desaturation: the bytes of levels stored and then
+// desaturated, in one pass, out of place and in place, for the effect's two
+// mappings and a falling one (where the largest channel does not stay the
+// largest).
+TEST_P(DesaturationLevelTest, LevelsFirstStoreWhatLevelsThenDesaturationStore) {
+  forEachLayout([&]<class Layout>() {
+    std::mt19937 random(5 + Layout::depth);
+    for (const float outWhite : {0.2f, 1.0f, -0.5f})
+      for (int targetOffset : {0, 4, 8, 12})
+        for (int sourceOffset : {0, 4})
+          for (std::int32_t w : {3, 13}) {
+            SCOPED_TRACE(::testing::Message() << "white " << outWhite << " offsets " << targetOffset << "/"
+                                              << sourceOffset << " width " << w);
+            LevelsFirst levels;
+            balanceScaleOffset(0.11f, 0.165f, 0.0f, outWhite, levels.scale, levels.offset);
+            const Rect rect{-3, 2, w - 3, 30};
+            const Rect band{rect.x0, 3, rect.x1, 28};
+            Rows source(rect, Layout::bytes, sourceOffset), stored(rect, Layout::bytes, targetOffset),
+                twoPasses(rect, Layout::bytes, targetOffset), onePass(rect, Layout::bytes, targetOffset);
+            fill<Layout>(source, random, false);
+            Rows inPlace = source;
+            RecordingProgress progress;
+            runBalanceBand(Layout::depth, Layout::order, stored.target(), source.source(), band, progress,
+                           levels.scale, levels.offset, 1.0f, true);
+            const bool twoAll = shortRoute<Layout>(twoPasses, stored, band, progress);
+            const bool oneAll = runDesaturationBand(Layout::depth, Layout::order, onePass.target(), source.source(),
+                                                    band, progress, &levels);
+            EXPECT_EQ(firstDifference(onePass.bytes, twoPasses.bytes), -1) << "first byte that differs";
+            EXPECT_EQ(oneAll, twoAll);
+            runDesaturationBand(Layout::depth, Layout::order, inPlace.target(), inPlace.source(), band, progress,
+                                &levels);
+            // Outside the band the source stays, inside it matches.
+            for (std::int32_t y = band.y0; y < band.y1; ++y)
+              ASSERT_EQ(std::memcmp(inPlace.origin() + (y - rect.y0) * inPlace.stride,
+                                    onePass.origin() + (y - rect.y0) * onePass.stride, std::size_t(w * Layout::bytes)),
+                        0) << "row " << y;
+          }
   });
 }
 

@@ -28,15 +28,30 @@ struct BalanceVectorPixel {
     return Layout::alphaFirst ? _mm_setr_ps(alpha, colour, colour, colour) : _mm_setr_ps(colour, colour, colour, alpha);
   }
 
+  // The lanes for a mapping without a curve; offset on the 0..1 scale.
+  static BalanceVectorPixel linear(float scale, float offset) {
+    if constexpr (!Layout::isFloat) offset *= Layout::white;
+    return {lanes(scale, 1.0f), lanes(offset, 0.0f), _mm_setzero_ps()};
+  }
+
+  // The same mapping in every lane: one colour channel of four pixels.
+  static BalanceVectorPixel colourOnly(float scale, float offset) {
+    if constexpr (!Layout::isFloat) offset *= Layout::white;
+    return {_mm_set1_ps(scale), _mm_set1_ps(offset), _mm_setzero_ps()};
+  }
+
   // Negative results become 0 (so does NaN: maxps returns its second
   // operand); the integer stores saturate at white on their own.
-  void operator()(unsigned char* out, const unsigned char* in) const {
-    __m128 value = VectorPixels<Level, Layout>::load(in);
+  __m128 map(__m128 value) const {
     if constexpr (Gamma) value = VectorPower<Level>::power(value, exponent);
     value = _mm_add_ps(_mm_mul_ps(value, scale), offset);
     value = _mm_max_ps(value, _mm_setzero_ps());
     if constexpr (Clamp) value = _mm_min_ps(value, _mm_set1_ps(Layout::white));
-    VectorPixels<Level, Layout>::store(out, value);
+    return value;
+  }
+
+  void operator()(unsigned char* out, const unsigned char* in) const {
+    VectorPixels<Level, Layout>::store(out, map(VectorPixels<Level, Layout>::load(in)));
   }
 };
 
@@ -45,11 +60,10 @@ bool runBalanceLevel(const TargetView& target, const SourceView& source, const R
                      float scale, float offset, float exponent) {
   using Pixel = BalanceVectorPixel<Level, Layout, Clamp, Gamma>;
   noteLevelRun(Level::level);
-  if constexpr (!Layout::isFloat) offset *= Layout::white;
+  Pixel pixel = Pixel::linear(scale, offset);
   // The exponent is derived once more here: the vector levels raise to
   // gamma where the scalar kernel raises to 1 / gamma (docs/rounding.md).
-  const float power = Gamma ? balanceExponent<Level>(exponent) : 0.0f;
-  const Pixel pixel{Pixel::lanes(scale, 1.0f), Pixel::lanes(offset, 0.0f), Pixel::lanes(power, 0.0f)};
+  if constexpr (Gamma) pixel.exponent = Pixel::lanes(balanceExponent<Level>(exponent), 0.0f);
   // A pixel needs no neighbours, so every piece of the walk does the same
   // work and the source is taken as valid throughout.
   SourceView whole = source;

@@ -1,50 +1,12 @@
-// The levels driver and its scalar kernels. The scalar kernels truncate on
-// the integer store and keep alpha; the vector levels round and send alpha
-// through the lanes. Both are intended (docs/rounding.md).
+// The levels driver and its scalar kernel.
 #include "image/filters/balance_kernels.h"
 
-#include <cmath>
-#include <cstdint>
-#include <cstring>
-
+#include "image/filters/balance_pixel.h"
 #include "image/kernel_walk.h"
 #include "image/pixel_layout.h"
 
 namespace OZ::Image {
 namespace {
-
-template <class Layout, bool Clamp, bool Gamma>
-struct BalanceScalarPixel {
-  using Component = typename Layout::Component;
-
-  float scale;
-  float offset;  // already in the layout's own range
-  float exponent;
-
-  // Integer stores take white above white and truncate toward zero below.
-  static Component store(float value) {
-    if constexpr (Layout::isFloat)
-      return value;
-    else
-      return value > Layout::white ? Component(Layout::white) : Component(std::int32_t(value));
-  }
-
-  void operator()(unsigned char* out, const unsigned char* in) const {
-    // Read the whole pixel first: out may be in.
-    Component pixel[4];
-    std::memcpy(pixel, in, sizeof pixel);
-    for (int channel = 0; channel < 4; ++channel) {
-      if (channel == Layout::alpha) continue;
-      const float c = float(pixel[channel]);
-      // Raw channel values go into the curve: 255 enters as 255.0.
-      float value = (Gamma ? std::pow(c, exponent) : c) * scale + offset;
-      value = value > 0.0f ? value : 0.0f;  // NaN becomes 0, as in the vector levels
-      if constexpr (Clamp) value = value < Layout::white ? value : Layout::white;
-      pixel[channel] = store(value);
-    }
-    std::memcpy(out, pixel, sizeof pixel);
-  }
-};
 
 template <class Layout, bool Clamp, bool Gamma>
 void runBalanceVariant(const TargetView& target, const SourceView& source, const Rect& band, Progress& progress,
@@ -61,13 +23,13 @@ void runBalanceVariant(const TargetView& target, const SourceView& source, const
     return;
 
   noteLevelRun(KernelLevel::Scalar);
-  const float whiteOffset = Layout::isFloat ? offset : offset * Layout::white;
+  BalanceScalarPixel<Layout, Clamp, Gamma> pixel = BalanceScalarPixel<Layout, Clamp, Gamma>::linear(scale, offset);
+  pixel.exponent = exponent;
   // A pixel needs no neighbours, so every piece of the walk does the same
   // work and the source is taken as valid throughout.
   SourceView whole = source;
   whole.border = {0, 0, 0, 0};
-  walkPixels<ScalarLevel, Layout::bytes>(target, band, progress,
-                                         BalanceScalarPixel<Layout, Clamp, Gamma>{scale, whiteOffset, exponent}, whole);
+  walkPixels<ScalarLevel, Layout::bytes>(target, band, progress, pixel, whole);
 }
 
 }  // namespace

@@ -15,6 +15,7 @@
 
 #include <cstdint>
 
+#include "image/filters/balance_kernel.h"
 #include "image/filters/desaturation_kernels.h"
 #include "image/filters/desaturation_pixel.h"
 #include "image/kernel_walk.h"
@@ -45,23 +46,38 @@ struct UnsignedWords {
   }
 };
 
+// Four 8-bit pixels' largest colour byte, each in the low byte of its pixel.
+template <class Layout>
+__m128i largestColourBytes(__m128i pixels) {
+  const __m128i low = _mm_set1_epi32(0xFF);
+  if constexpr (Layout::alphaFirst) {
+    const __m128i largest = _mm_max_epu8(_mm_srli_epi32(pixels, 8), _mm_srli_epi32(pixels, 16));
+    return _mm_and_si128(_mm_max_epu8(largest, _mm_srli_epi32(pixels, 24)), low);
+  } else {
+    const __m128i largest = _mm_max_epu8(pixels, _mm_srli_epi32(pixels, 8));
+    return _mm_and_si128(_mm_max_epu8(largest, _mm_srli_epi32(pixels, 16)), low);
+  }
+}
+
+// Four 8-bit pixels with every colour byte set to value (0..255 in each
+// pixel's low byte) and alpha kept.
+template <class Layout>
+__m128i withColourBytes(__m128i pixels, __m128i value) {
+  if constexpr (Layout::alphaFirst) {
+    const __m128i colour = _mm_or_si128(_mm_or_si128(_mm_slli_epi32(value, 8), _mm_slli_epi32(value, 16)),
+                                        _mm_slli_epi32(value, 24));
+    return _mm_or_si128(colour, _mm_and_si128(pixels, _mm_set1_epi32(0xFF)));
+  } else {
+    const __m128i colour = _mm_or_si128(_mm_or_si128(value, _mm_slli_epi32(value, 8)), _mm_slli_epi32(value, 16));
+    return _mm_or_si128(colour, _mm_andnot_si128(_mm_set1_epi32(0x00FFFFFF), pixels));
+  }
+}
+
 // Four 8-bit pixels: the largest colour byte into all three, alpha kept
 // (the general block normalises and rounds it back to itself).
 template <class Level, class Layout>
 __m128i desaturateBytes(__m128i pixels) {
-  const __m128i low = _mm_set1_epi32(0xFF);
-  if constexpr (Layout::alphaFirst) {
-    __m128i largest = _mm_max_epu8(_mm_srli_epi32(pixels, 8), _mm_srli_epi32(pixels, 16));
-    largest = _mm_and_si128(_mm_max_epu8(largest, _mm_srli_epi32(pixels, 24)), low);
-    const __m128i colour = _mm_or_si128(_mm_or_si128(_mm_slli_epi32(largest, 8), _mm_slli_epi32(largest, 16)),
-                                        _mm_slli_epi32(largest, 24));
-    return _mm_or_si128(colour, _mm_and_si128(pixels, low));
-  } else {
-    __m128i largest = _mm_max_epu8(pixels, _mm_srli_epi32(pixels, 8));
-    largest = _mm_and_si128(_mm_max_epu8(largest, _mm_srli_epi32(pixels, 16)), low);
-    const __m128i colour = _mm_or_si128(_mm_or_si128(largest, _mm_slli_epi32(largest, 8)), _mm_slli_epi32(largest, 16));
-    return _mm_or_si128(colour, _mm_andnot_si128(_mm_set1_epi32(0x00FFFFFF), pixels));
-  }
+  return withColourBytes<Layout>(pixels, largestColourBytes<Layout>(pixels));
 }
 
 // Two 16-bit pixels: the largest colour word into all three, then every
@@ -86,7 +102,89 @@ __m128i desaturateWords(__m128i pixels) {
   return Words::min(colour, _mm_set1_epi16(std::int16_t(-32768)));
 }
 
+// How the spans read pixels: as the source stores them, or through the
+// levels step first, in registers. Either way a block's stores, and the
+// pixel handed to a single-pixel conversion, hold what the desaturation
+// would have read from the stored image.
+template <class Level, class Layout, class First>
+struct DesaturationReader;
+
 template <class Level, class Layout>
+struct DesaturationReader<Level, Layout, AsStored> {
+  using Block = VectorBlock<Level, Layout>;
+
+  explicit DesaturationReader(const AsStored&) {}
+
+  const unsigned char* pixel(const unsigned char* in, unsigned char* /*scratch*/) const { return in; }
+
+  // Four 8-bit or two 16-bit pixels.
+  template <bool Aligned>
+  __m128i bytes(const unsigned char* in) const {
+    return Block::template loadBytes<Aligned>(in);
+  }
+
+  // Four 8-bit pixels, desaturated.
+  template <bool Aligned>
+  __m128i desaturatedBytes(const unsigned char* in) const {
+    return desaturateBytes<Level, Layout>(bytes<Aligned>(in));
+  }
+
+  // Four float pixels, one a vector.
+  template <bool Aligned>
+  void pixels(const unsigned char* in, __m128 (&pixel)[4]) const {
+    const float* values = reinterpret_cast<const float*>(in);
+    _Pragma("GCC unroll 4") for (int k = 0; k < 4; ++k) pixel[k] = Aligned ? _mm_load_ps(values + 4 * k) : _mm_loadu_ps(values + 4 * k);
+  }
+};
+
+template <class Level, class Layout>
+struct DesaturationReader<Level, Layout, LevelsFirst> {
+  using Levels = BalanceVectorPixel<Level, Layout, true, false>;
+  using Pixels = VectorPixels<Level, Layout>;
+
+  explicit DesaturationReader(const LevelsFirst& first)
+      : levels(Levels::linear(first.scale, first.offset)),
+        colourLevels(Levels::colourOnly(first.scale, first.offset)),
+        rising(first.scale >= 0.0f) {}
+
+  const unsigned char* pixel(const unsigned char* in, unsigned char* scratch) const {
+    levels(scratch, in);
+    return scratch;
+  }
+
+  template <bool>
+  __m128i bytes(const unsigned char* in) const {
+    if constexpr (Layout::depth == 8)
+      return Pixels::narrow8(mapped(in), mapped(in + 4), mapped(in + 8), mapped(in + 12));
+    else
+      return Pixels::narrow16(mapped(in), mapped(in + 8));
+  }
+
+  template <bool>
+  void pixels(const unsigned char* in, __m128 (&pixel)[4]) const {
+    _Pragma("GCC unroll 4") for (int k = 0; k < 4; ++k) pixel[k] = mapped(in + 16 * k);
+  }
+
+  // A rising mapping keeps the largest channel the largest, and at 8 bits
+  // leaves alpha as it is: the largest byte goes through the levels alone,
+  // one lane a pixel. A falling one maps every channel first.
+  template <bool Aligned>
+  __m128i desaturatedBytes(const unsigned char* in) const {
+    if (!rising) return desaturateBytes<Level, Layout>(bytes<Aligned>(in));
+    const __m128i stored = VectorBlock<Level, Layout>::template loadBytes<Aligned>(in);
+    const __m128 largest = _mm_cvtepi32_ps(largestColourBytes<Layout>(stored));
+    // In 0..255 after the levels' limits: the store needs no saturation.
+    return withColourBytes<Layout>(stored, _mm_cvtps_epi32(colourLevels.map(largest)));
+  }
+
+  __m128 mapped(const unsigned char* in) const { return levels.map(Pixels::load(in)); }
+
+  Levels levels;
+  Levels colourLevels;  // every lane a colour channel
+  bool rising;
+};
+
+template <class Level, class Layout, class First>
 struct DesaturationRowSpans {
   using Pixel = DesaturationPixel<Level, Layout>;
   using Block = VectorBlock<Level, Layout>;
@@ -94,6 +192,7 @@ struct DesaturationRowSpans {
 
   const TargetView& target;
   const SourceView& source;
+  const DesaturationReader<Level, Layout, First> reader;
   bool allShort = true;  // no pixel needed the general conversion
 
   template <class View>
@@ -104,8 +203,9 @@ struct DesaturationRowSpans {
   static bool aligned(const void* address) { return (reinterpret_cast<std::uintptr_t>(address) & 15) == 0; }
 
   void pixels(unsigned char* out, const unsigned char* in, std::int32_t count) {
+    alignas(16) unsigned char scratch[16];
     bool all = true;
-    for (; count > 0; --count, out += bytes, in += bytes) all &= Pixel::convert(out, in);
+    for (; count > 0; --count, out += bytes, in += bytes) all &= Pixel::convert(out, reader.pixel(in, scratch));
     allShort &= all;
   }
 
@@ -129,17 +229,16 @@ struct DesaturationRowSpans {
   }
 
   template <bool AlignedSource>
-  static bool runBlocks(unsigned char* out, const unsigned char* in, std::int32_t blocks) {
+  bool runBlocks(unsigned char* out, const unsigned char* in, std::int32_t blocks) const {
     bool all = true;
     for (; blocks > 0; --blocks, out += Block::bytes, in += Block::bytes) {
       if constexpr (Layout::depth == 8) {
-        _mm_store_si128(reinterpret_cast<__m128i*>(out),
-                        desaturateBytes<Level, Layout>(Block::template loadBytes<AlignedSource>(in)));
+        _mm_store_si128(reinterpret_cast<__m128i*>(out), reader.template desaturatedBytes<AlignedSource>(in));
       } else if constexpr (Layout::depth == 16) {
         _mm_store_si128(reinterpret_cast<__m128i*>(out),
-                        desaturateWords<Level, Layout>(Block::template loadBytes<AlignedSource>(in)));
+                        desaturateWords<Level, Layout>(reader.template bytes<AlignedSource>(in)));
         _mm_store_si128(reinterpret_cast<__m128i*>(out) + 1,
-                        desaturateWords<Level, Layout>(Block::template loadBytes<AlignedSource>(in + 16)));
+                        desaturateWords<Level, Layout>(reader.template bytes<AlignedSource>(in + 16)));
       } else {
         all &= floatBlock<AlignedSource>(out, in);
       }
@@ -148,9 +247,12 @@ struct DesaturationRowSpans {
   }
 
   template <bool AlignedSource>
-  [[gnu::always_inline]] static bool floatBlock(unsigned char* out, const unsigned char* in) {
+  [[gnu::always_inline]] bool floatBlock(unsigned char* out, const unsigned char* in) const {
     using Channels = HsvccChannels<Layout>;
-    typename Block::Components c = Block::template load<AlignedSource>(in);
+    __m128 pixel[4];
+    reader.template pixels<AlignedSource>(in, pixel);
+    typename Block::Components c{{pixel[0], pixel[1], pixel[2], pixel[3]}};
+    _MM_TRANSPOSE4_PS(c.lane[0], c.lane[1], c.lane[2], c.lane[3]);
     __m128& red = c.lane[Channels::red];
     __m128& green = c.lane[Channels::green];
     __m128& blue = c.lane[Channels::blue];
@@ -164,7 +266,10 @@ struct DesaturationRowSpans {
         _mm_and_ps(_mm_and_ps(inRange(red), _mm_and_ps(inRange(green), inRange(blue))),
                    _mm_or_ps(_mm_cmpeq_ps(spread, zero), _mm_cmpge_ps(spread, _mm_set1_ps(0x1p-64f))));
     if (_mm_movemask_ps(qualifies) != 15) {
-      Pixel::general(out, in, 4);  // the target is aligned: one general block
+      // One general block, in place on what was read: the target is aligned.
+      float* values = reinterpret_cast<float*>(out);
+      _Pragma("GCC unroll 4") for (int k = 0; k < 4; ++k) _mm_store_ps(values + 4 * k, pixel[k]);
+      Pixel::general(out, out, 4);
       return false;
     }
     red = green = blue = value;
@@ -173,17 +278,21 @@ struct DesaturationRowSpans {
   }
 };
 
-template <class Level, class Layout>
-bool runDesaturationLevel(const TargetView& target, const SourceView& source, const Rect& band, Progress& progress) {
+template <class Level, class Layout, class First>
+bool runDesaturationLevel(const TargetView& target, const SourceView& source, const Rect& band, Progress& progress,
+                          const First& first) {
   noteLevelRun(Level::level);
   SourceView unbordered = source;
   unbordered.border = {0, 0, 0, 0};
-  DesaturationRowSpans<Level, Layout> spans{target, unbordered};
+  DesaturationRowSpans<Level, Layout, First> spans{target, unbordered, DesaturationReader<Level, Layout, First>(first)};
   walkBand<Level>(band, innerRect<Level>(band, unbordered), progress, spans);
   return spans.allShort;
 }
 
-#define OZ_DESATURATION_LEVEL_ENTRY(Level, Layout) \
-  template bool runDesaturationLevel<Level, Layout>(const TargetView&, const SourceView&, const Rect&, Progress&);
+#define OZ_DESATURATION_LEVEL_ENTRY(Level, Layout)                                                             \
+  template bool runDesaturationLevel<Level, Layout, AsStored>(const TargetView&, const SourceView&, const Rect&,    \
+                                                              Progress&, const AsStored&);                          \
+  template bool runDesaturationLevel<Level, Layout, LevelsFirst>(const TargetView&, const SourceView&, const Rect&, \
+                                                                 Progress&, const LevelsFirst&);
 
 }  // namespace OZ::Image

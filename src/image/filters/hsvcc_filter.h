@@ -2,9 +2,13 @@
 // Colour correction in hue, saturation and value. When only the value
 // changes, the levels kernels do the work; when all colour goes, a short
 // route sets each pixel's channels to its value, and the filter can then
-// vouch for three equal colour channels in its result.
+// vouch for three equal colour channels in its result. Levels without a
+// curve that feed only a full desaturation are taken into it: each pixel
+// goes through both in one pass, and their image is never stored.
 
 #include <atomic>
+#include <optional>
+#include <typeinfo>
 
 #include "image/filters/balance_filter.h"
 #include "image/filters/desaturation_kernels.h"
@@ -27,9 +31,25 @@ class HSVCCFilter final : public BalanceFilter<Host> {
   const char* filterName() const override { return "HSVCC"; }
   bool canReuseInput(std::size_t) const override { return true; }
 
+  // The levels count as their own node in the progress.
+  std::uint64_t progressUnits() const override { return levelsFirst ? 2 : 1; }
+
+  int absorbInput(FilterBase<Host>* input) override {
+    if (levelsFirst || !fullDesaturation() || !shortcutEnabled(kShortcutDesaturation) ||
+        !shortcutEnabled(kShortcutLevelsIntoDesaturation) || typeid(*input) != typeid(BalanceFilter<Host>) ||
+        input->consumers.size() != 1)
+      return 0;
+    const auto& levels = static_cast<const BalanceFilter<Host>&>(*input);
+    if (levels.gamma != 1.0f || !levels.clamp) return 0;
+    LevelsFirst first;
+    levels.getScaleOffset(first.scale, first.offset);
+    levelsFirst = first;
+    return 1;
+  }
+
   void process(Host* host, Image& output, Image* const* inputImages) override {
     greyResult = {};
-    desaturating = fullDesaturation() && shortcutEnabled(kShortcutDesaturation);
+    desaturating = fullDesaturation() && (levelsFirst || shortcutEnabled(kShortcutDesaturation));
     everyPixelGrey.store(desaturating, std::memory_order_relaxed);
     Filter<Host>::process(host, output, inputImages);
     if (everyPixelGrey.load(std::memory_order_relaxed))
@@ -51,7 +71,7 @@ class HSVCCFilter final : public BalanceFilter<Host> {
     HostProgress<Host> progress = this->progressFor(threadIndex);
     if (desaturating) {
       if (!runDesaturationBand(this->output->depth, channelOrder(this->output->format), this->targetView(),
-                               this->sourceView(0), band, progress))
+                               this->sourceView(0), band, progress, levelsFirst ? &*levelsFirst : nullptr))
         everyPixelGrey.store(false, std::memory_order_relaxed);
       return;
     }
@@ -91,7 +111,8 @@ class HSVCCFilter final : public BalanceFilter<Host> {
     std::int64_t stride = 0;
     Rect bounds = emptyRect;
   };
-  bool desaturating = false;  // this process takes the short route
+  std::optional<LevelsFirst> levelsFirst;  // the levels taken in, if any
+  bool desaturating = false;               // this process takes the short route
   std::atomic<bool> everyPixelGrey{false};
   GreyResult greyResult;  // where it vouches for equal colour channels
 };
