@@ -160,6 +160,7 @@ const bool registered = [] {
   const std::pair<const char*, OZ::Image::Shortcuts> chains[] = {
       {"chain/general", 0},
       {"chain/desaturation", OZ::Image::kShortcutDesaturation},
+      {"chain/levels_apart", ~OZ::Image::kShortcutLevelsIntoDesaturation},
       {"chain/shortcuts", ~OZ::Image::Shortcuts(0)}};
   for (const auto& [name, shortcuts] : chains) {
     auto* chain = benchmark::RegisterBenchmark(

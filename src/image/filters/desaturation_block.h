@@ -80,26 +80,40 @@ __m128i desaturateBytes(__m128i pixels) {
   return withColourBytes<Layout>(pixels, largestColourBytes<Layout>(pixels));
 }
 
-// Two 16-bit pixels: the largest colour word into all three, then every
-// word limited to 32768, as the general block stores colour and alpha.
+// Two 16-bit pixels' largest colour word, each in the low word of its pixel.
 template <class Level, class Layout>
-__m128i desaturateWords(__m128i pixels) {
+__m128i largestColourWords(__m128i pixels) {
   using Words = UnsignedWords<Level>;
   const __m128i low = _mm_set_epi32(0, 0xFFFF, 0, 0xFFFF);
+  if constexpr (Layout::alphaFirst) {
+    const __m128i largest = Words::max(_mm_srli_epi64(pixels, 16), _mm_srli_epi64(pixels, 32));
+    return _mm_and_si128(Words::max(largest, _mm_srli_epi64(pixels, 48)), low);
+  } else {
+    const __m128i largest = Words::max(pixels, _mm_srli_epi64(pixels, 16));
+    return _mm_and_si128(Words::max(largest, _mm_srli_epi64(pixels, 32)), low);
+  }
+}
+
+// Two 16-bit pixels with every colour word set to value (in each pixel's
+// low word), then every word limited to 32768, as the general block stores
+// colour and alpha.
+template <class Level, class Layout>
+__m128i withColourWords(__m128i pixels, __m128i value) {
   __m128i colour;
   if constexpr (Layout::alphaFirst) {
-    __m128i largest = Words::max(_mm_srli_epi64(pixels, 16), _mm_srli_epi64(pixels, 32));
-    largest = _mm_and_si128(Words::max(largest, _mm_srli_epi64(pixels, 48)), low);
-    colour = _mm_or_si128(_mm_or_si128(_mm_slli_epi64(largest, 16), _mm_slli_epi64(largest, 32)),
-                          _mm_slli_epi64(largest, 48));
-    colour = _mm_or_si128(colour, _mm_and_si128(pixels, low));
+    colour = _mm_or_si128(_mm_or_si128(_mm_slli_epi64(value, 16), _mm_slli_epi64(value, 32)), _mm_slli_epi64(value, 48));
+    colour = _mm_or_si128(colour, _mm_and_si128(pixels, _mm_set_epi32(0, 0xFFFF, 0, 0xFFFF)));
   } else {
-    __m128i largest = Words::max(pixels, _mm_srli_epi64(pixels, 16));
-    largest = _mm_and_si128(Words::max(largest, _mm_srli_epi64(pixels, 32)), low);
-    colour = _mm_or_si128(_mm_or_si128(largest, _mm_slli_epi64(largest, 16)), _mm_slli_epi64(largest, 32));
+    colour = _mm_or_si128(_mm_or_si128(value, _mm_slli_epi64(value, 16)), _mm_slli_epi64(value, 32));
     colour = _mm_or_si128(colour, _mm_andnot_si128(_mm_set_epi32(0xFFFF, -1, 0xFFFF, -1), pixels));
   }
-  return Words::min(colour, _mm_set1_epi16(std::int16_t(-32768)));
+  return UnsignedWords<Level>::min(colour, _mm_set1_epi16(std::int16_t(-32768)));
+}
+
+// Two 16-bit pixels: the largest colour word into all three, then the limit.
+template <class Level, class Layout>
+__m128i desaturateWords(__m128i pixels) {
+  return withColourWords<Level, Layout>(pixels, largestColourWords<Level, Layout>(pixels));
 }
 
 // How the spans read pixels: as the source stores them, or through the
@@ -115,6 +129,8 @@ struct DesaturationReader<Level, Layout, AsStored> {
 
   explicit DesaturationReader(const AsStored&) {}
 
+  static constexpr bool channelsInRange = false;  // floats may be anything
+
   const unsigned char* pixel(const unsigned char* in, unsigned char* /*scratch*/) const { return in; }
 
   // Four 8-bit or two 16-bit pixels.
@@ -127,6 +143,13 @@ struct DesaturationReader<Level, Layout, AsStored> {
   template <bool Aligned>
   __m128i desaturatedBytes(const unsigned char* in) const {
     return desaturateBytes<Level, Layout>(bytes<Aligned>(in));
+  }
+
+  // Four 16-bit pixels, desaturated, in two halves.
+  template <bool Aligned>
+  void desaturatedWords(const unsigned char* in, __m128i& first, __m128i& second) const {
+    first = desaturateWords<Level, Layout>(bytes<Aligned>(in));
+    second = desaturateWords<Level, Layout>(bytes<Aligned>(in + 16));
   }
 
   // Four float pixels, one a vector.
@@ -146,6 +169,9 @@ struct DesaturationReader<Level, Layout, LevelsFirst> {
       : levels(Levels::linear(first.scale, first.offset)),
         colourLevels(Levels::colourOnly(first.scale, first.offset)),
         rising(first.scale >= 0.0f) {}
+
+  // The levels' limits leave every channel in 0 to white, never NaN.
+  static constexpr bool channelsInRange = true;
 
   const unsigned char* pixel(const unsigned char* in, unsigned char* scratch) const {
     levels(scratch, in);
@@ -167,7 +193,8 @@ struct DesaturationReader<Level, Layout, LevelsFirst> {
 
   // A rising mapping keeps the largest channel the largest, and at 8 bits
   // leaves alpha as it is: the largest byte goes through the levels alone,
-  // one lane a pixel. A falling one maps every channel first.
+  // one lane a pixel. A falling one maps every channel first. The same
+  // holds for words below.
   template <bool Aligned>
   __m128i desaturatedBytes(const unsigned char* in) const {
     if (!rising) return desaturateBytes<Level, Layout>(bytes<Aligned>(in));
@@ -175,6 +202,28 @@ struct DesaturationReader<Level, Layout, LevelsFirst> {
     const __m128 largest = _mm_cvtepi32_ps(largestColourBytes<Layout>(stored));
     // In 0..255 after the levels' limits: the store needs no saturation.
     return withColourBytes<Layout>(stored, _mm_cvtps_epi32(colourLevels.map(largest)));
+  }
+
+  // At 16 bits the levels leave alpha at most 32768, as the block's own
+  // limit does.
+  template <bool Aligned>
+  void desaturatedWords(const unsigned char* in, __m128i& first, __m128i& second) const {
+    if (!rising) {
+      first = desaturateWords<Level, Layout>(bytes<Aligned>(in));
+      second = desaturateWords<Level, Layout>(bytes<Aligned>(in + 16));
+      return;
+    }
+    using Block = VectorBlock<Level, Layout>;
+    const __m128i storedFirst = Block::template loadBytes<Aligned>(in);
+    const __m128i storedSecond = Block::template loadBytes<Aligned>(in + 16);
+    // The four largest words side by side, one 32-bit lane a pixel.
+    const __m128i largest = _mm_castps_si128(
+        _mm_shuffle_ps(_mm_castsi128_ps(largestColourWords<Level, Layout>(storedFirst)),
+                       _mm_castsi128_ps(largestColourWords<Level, Layout>(storedSecond)), _MM_SHUFFLE(2, 0, 2, 0)));
+    // In 0..32768 after the levels' limits: the store needs no saturation.
+    const __m128i value = _mm_cvtps_epi32(colourLevels.map(_mm_cvtepi32_ps(largest)));
+    first = withColourWords<Level, Layout>(storedFirst, _mm_unpacklo_epi32(value, _mm_setzero_si128()));
+    second = withColourWords<Level, Layout>(storedSecond, _mm_unpackhi_epi32(value, _mm_setzero_si128()));
   }
 
   __m128 mapped(const unsigned char* in) const { return levels.map(Pixels::load(in)); }
@@ -190,9 +239,11 @@ struct DesaturationRowSpans {
   using Block = VectorBlock<Level, Layout>;
   static constexpr int bytes = Layout::bytes;
 
+  using Reader = DesaturationReader<Level, Layout, First>;
+
   const TargetView& target;
   const SourceView& source;
-  const DesaturationReader<Level, Layout, First> reader;
+  const Reader reader;
   bool allShort = true;  // no pixel needed the general conversion
 
   template <class View>
@@ -235,10 +286,10 @@ struct DesaturationRowSpans {
       if constexpr (Layout::depth == 8) {
         _mm_store_si128(reinterpret_cast<__m128i*>(out), reader.template desaturatedBytes<AlignedSource>(in));
       } else if constexpr (Layout::depth == 16) {
-        _mm_store_si128(reinterpret_cast<__m128i*>(out),
-                        desaturateWords<Level, Layout>(reader.template bytes<AlignedSource>(in)));
-        _mm_store_si128(reinterpret_cast<__m128i*>(out) + 1,
-                        desaturateWords<Level, Layout>(reader.template bytes<AlignedSource>(in + 16)));
+        __m128i first, second;
+        reader.template desaturatedWords<AlignedSource>(in, first, second);
+        _mm_store_si128(reinterpret_cast<__m128i*>(out), first);
+        _mm_store_si128(reinterpret_cast<__m128i*>(out) + 1, second);
       } else {
         all &= floatBlock<AlignedSource>(out, in);
       }
@@ -260,11 +311,13 @@ struct DesaturationRowSpans {
     const __m128 value = _mm_max_ps(blue, _mm_max_ps(green, red));
     const __m128 smallest = _mm_min_ps(blue, _mm_min_ps(green, red));
     const __m128 spread = _mm_sub_ps(value, smallest);
-    const __m128 zero = _mm_setzero_ps(), top = _mm_set1_ps(0x1p64f);
-    auto inRange = [&](__m128 channel) { return _mm_and_ps(_mm_cmpge_ps(channel, zero), _mm_cmple_ps(channel, top)); };
-    const __m128 qualifies =
-        _mm_and_ps(_mm_and_ps(inRange(red), _mm_and_ps(inRange(green), inRange(blue))),
-                   _mm_or_ps(_mm_cmpeq_ps(spread, zero), _mm_cmpge_ps(spread, _mm_set1_ps(0x1p-64f))));
+    const __m128 zero = _mm_setzero_ps();
+    __m128 qualifies = _mm_or_ps(_mm_cmpeq_ps(spread, zero), _mm_cmpge_ps(spread, _mm_set1_ps(0x1p-64f)));
+    if constexpr (!Reader::channelsInRange) {
+      const __m128 top = _mm_set1_ps(0x1p64f);
+      auto inRange = [&](__m128 channel) { return _mm_and_ps(_mm_cmpge_ps(channel, zero), _mm_cmple_ps(channel, top)); };
+      qualifies = _mm_and_ps(_mm_and_ps(inRange(red), _mm_and_ps(inRange(green), inRange(blue))), qualifies);
+    }
     if (_mm_movemask_ps(qualifies) != 15) {
       // One general block, in place on what was read: the target is aligned.
       float* values = reinterpret_cast<float*>(out);
