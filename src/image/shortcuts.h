@@ -17,6 +17,9 @@ inline constexpr Shortcuts kShortcutDesaturation = 1;
 inline constexpr Shortcuts kShortcutGreyBlur = 2;
 // Levels feeding the full desaturation run inside it, their image never stored.
 inline constexpr Shortcuts kShortcutLevelsIntoDesaturation = 4;
+// Blends that change alpha alone leave the colour of their backdrop as stored,
+// without the round trip through floats.
+inline constexpr Shortcuts kShortcutBlendColourAsStored = 8;
 
 // Whether a shortcut may be taken now.
 bool shortcutEnabled(Shortcuts shortcut);

@@ -13,6 +13,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "image/filters/processor_flags.h"
 
@@ -94,6 +95,28 @@ __m128 selectLanes(__m128 mask, __m128 whenSet, __m128 otherwise) {
   else
     return _mm_or_ps(_mm_and_ps(mask, whenSet), _mm_andnot_ps(mask, otherwise));
 }
+
+// Unsigned 16-bit maximum and minimum: SSE4.1 has them, the earlier levels
+// flip the sign bit around the signed ones.
+template <class Level>
+struct UnsignedWords {
+  static __m128i max(__m128i a, __m128i b) {
+    if constexpr (hasSSE41<Level>) {
+      return _mm_max_epu16(a, b);
+    } else {
+      const __m128i sign = _mm_set1_epi16(std::int16_t(-32768));
+      return _mm_xor_si128(_mm_max_epi16(_mm_xor_si128(a, sign), _mm_xor_si128(b, sign)), sign);
+    }
+  }
+  static __m128i min(__m128i a, __m128i b) {
+    if constexpr (hasSSE41<Level>) {
+      return _mm_min_epu16(a, b);
+    } else {
+      const __m128i sign = _mm_set1_epi16(std::int16_t(-32768));
+      return _mm_xor_si128(_mm_min_epi16(_mm_xor_si128(a, sign), _mm_xor_si128(b, sign)), sign);
+    }
+  }
+};
 
 // One pixel with 1.0 as white, for kernels that compute on normalised
 // values: the same normalisation and store as VectorBlock below.
@@ -221,6 +244,84 @@ struct VectorBlock {
       _MM_TRANSPOSE4_PS(c.lane[0], c.lane[1], c.lane[2], c.lane[3]);
       float* pixels = reinterpret_cast<float*>(target);
       _Pragma("GCC unroll 4") for (int k = 0; k < 4; ++k) _mm_store_ps(pixels + 4 * k, c.lane[k]);
+    }
+  }
+
+  // For kernels that change alpha alone. The alpha component of four
+  // pixels, as load gives it.
+  template <bool Aligned>
+  [[gnu::always_inline]] static __m128 loadAlpha(const unsigned char* source) {
+    if constexpr (Layout::depth == 8) {
+      const __m128i stored = loadBytes<Aligned>(source);
+      const __m128i alpha = Layout::alphaFirst ? _mm_and_si128(stored, _mm_set1_epi32(0xFF)) : _mm_srli_epi32(stored, 24);
+      return _mm_mul_ps(_mm_cvtepi32_ps(alpha), _mm_set1_ps(0.003921569f));
+    } else if constexpr (Layout::depth == 16) {
+      auto alphaWords = [](__m128i stored) {
+        return _mm_castsi128_ps(Layout::alphaFirst ? _mm_and_si128(stored, _mm_set_epi32(0, 0xFFFF, 0, 0xFFFF))
+                                                   : _mm_srli_epi64(stored, 48));
+      };
+      const __m128 pairs = _mm_shuffle_ps(alphaWords(loadBytes<Aligned>(source)),
+                                          alphaWords(loadBytes<Aligned>(source + 16)), _MM_SHUFFLE(2, 0, 2, 0));
+      return _mm_mul_ps(_mm_cvtepi32_ps(_mm_castps_si128(pairs)), _mm_set1_ps(3.0517578e-05f));
+    } else {
+      const float* pixels = reinterpret_cast<const float*>(source);
+      __m128 p[4];
+      _Pragma("GCC unroll 4") for (int k = 0; k < 4; ++k) p[k] = Aligned ? _mm_load_ps(pixels + 4 * k) : _mm_loadu_ps(pixels + 4 * k);
+      if constexpr (Layout::alphaFirst)
+        return _mm_movelh_ps(_mm_unpacklo_ps(p[0], p[1]), _mm_unpacklo_ps(p[2], p[3]));
+      else
+        return _mm_movehl_ps(_mm_unpackhi_ps(p[2], p[3]), _mm_unpackhi_ps(p[0], p[1]));
+    }
+  }
+
+  // Four pixels of source with a new alpha, exactly as store(load(source))
+  // with only the alpha component replaced would write them: a colour
+  // normalised and stored back is itself at 8 bits and in float, and
+  // limited to 32768 at 16 bits. target is 16-byte aligned.
+  template <bool Aligned>
+  [[gnu::always_inline]] static void storeAlpha(unsigned char* target, const unsigned char* source, __m128 alpha) {
+    __m128i* address = reinterpret_cast<__m128i*>(target);
+    if constexpr (Layout::depth == 8) {
+      const __m128i bytes = VectorPixels<Level, Layout>::narrow8(_mm_mul_ps(alpha, _mm_set1_ps(255.0f)));
+      __m128i lanes;
+      if constexpr (hasSSE41<Level>) {
+        lanes = _mm_cvtepu8_epi32(bytes);
+      } else {
+        const __m128i zero = _mm_setzero_si128();
+        lanes = _mm_unpacklo_epi16(_mm_unpacklo_epi8(bytes, zero), zero);
+      }
+      const __m128i stored = loadBytes<Aligned>(source);
+      const __m128i colour = Layout::alphaFirst ? _mm_andnot_si128(_mm_set1_epi32(0xFF), stored)
+                                                : _mm_and_si128(stored, _mm_set1_epi32(0x00FFFFFF));
+      _mm_store_si128(address, _mm_or_si128(colour, Layout::alphaFirst ? lanes : _mm_slli_epi32(lanes, 24)));
+    } else if constexpr (Layout::depth == 16) {
+      const __m128i words = _mm_unpacklo_epi16(
+          VectorPixels<Level, Layout>::narrow16(_mm_mul_ps(alpha, _mm_set1_ps(32768.0f))), _mm_setzero_si128());
+      const __m128i alphaMask = Layout::alphaFirst ? _mm_set_epi32(0, 0xFFFF, 0, 0xFFFF)
+                                                   : _mm_set_epi32(int(0xFFFF0000u), 0, int(0xFFFF0000u), 0);
+      const __m128i white = _mm_set1_epi16(std::int16_t(-32768));
+      auto place = [&](__m128i stored, __m128i pair) {
+        if constexpr (!Layout::alphaFirst) pair = _mm_slli_epi64(pair, 48);
+        return _mm_or_si128(_mm_andnot_si128(alphaMask, UnsignedWords<Level>::min(stored, white)), pair);
+      };
+      _mm_store_si128(address, place(loadBytes<Aligned>(source), _mm_unpacklo_epi32(words, _mm_setzero_si128())));
+      _mm_store_si128(address + 1,
+                      place(loadBytes<Aligned>(source + 16), _mm_unpackhi_epi32(words, _mm_setzero_si128())));
+    } else {
+      const float* pixels = reinterpret_cast<const float*>(source);
+      float* out = reinterpret_cast<float*>(target);
+      auto withAlpha = [&]<int K>(std::integral_constant<int, K>) {
+        const __m128 pixel = Aligned ? _mm_load_ps(pixels + 4 * K) : _mm_loadu_ps(pixels + 4 * K);
+        const __m128 value = _mm_shuffle_ps(alpha, alpha, _MM_SHUFFLE(K, K, K, K));
+        if constexpr (Layout::alphaFirst)
+          return _mm_move_ss(pixel, value);
+        else  // lanes 0 and 1 of pixel, then lane 2 of pixel and the value
+          return _mm_shuffle_ps(pixel, _mm_unpackhi_ps(pixel, value), _MM_SHUFFLE(3, 0, 1, 0));
+      };
+      _mm_store_ps(out, withAlpha(std::integral_constant<int, 0>{}));
+      _mm_store_ps(out + 4, withAlpha(std::integral_constant<int, 1>{}));
+      _mm_store_ps(out + 8, withAlpha(std::integral_constant<int, 2>{}));
+      _mm_store_ps(out + 12, withAlpha(std::integral_constant<int, 3>{}));
     }
   }
 };

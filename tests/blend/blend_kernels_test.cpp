@@ -14,6 +14,7 @@
 #include "blend/blend_reference.h"
 #include "image/blend/blend_kernel.h"
 #include "blend/blend_test_support.h"
+#include "image/shortcuts.h"
 
 namespace OZ::Image::BlendTest {
 namespace {
@@ -227,6 +228,35 @@ TEST_P(BlendLevelTest, CompositingOverAllAlphaPairs) {
 // memory of A or of B gives what a separate output gets; the scalar
 // Luminosity is the exception, as its second kernel reads the first's
 // result where the output is A.
+// The modes that change alpha alone give the same bytes whether A's colour
+// goes through floats or is kept as stored: every alignment of A against
+// the output, every opacity kind, in place too.
+TEST_P(BlendLevelTest, AlphaModesKeepTheirBytesWithTheColourAsStored) {
+  forEachLayout([&]<class Layout>() {
+    std::mt19937 random(17 * Layout::depth + Layout::alphaFirst);
+    const Rect rect{0, 0, 19, 3};
+    for (const std::uint32_t mode : {BlendStencilAlpha, BlendStencilLuma, BlendSilhouetteAlpha, BlendSilhouetteLuma})
+      for (const int offsetA : {0, 4, 8})
+        for (const float opacity : {1.0f, 0.45f, 1.6f}) {
+          World a(rect, Layout::bytes, offsetA), b(rect, Layout::bytes, 4), general(rect, Layout::bytes),
+              kept(rect, Layout::bytes);
+          fillRandom<Layout>(a, random, false);
+          fillRandom<Layout>(b, random, false);
+          restrictShortcuts(~kShortcutBlendColourAsStored);
+          this->template blend<Layout>(general, a, b, mode, opacity);
+          restrictShortcuts(~Shortcuts(0));
+          this->template blend<Layout>(kept, a, b, mode, opacity);
+          EXPECT_EQ(kept.storage, general.storage) << "mode " << mode << ", A at " << offsetA << ", opacity " << opacity;
+          World inPlace = a;
+          SilentProgress progress;
+          blendAt<Layout>(GetParam().mask, inPlace.target(), inPlace.source(), b.source(), rect, progress, mode, opacity);
+          for (std::int32_t y = rect.y0; y < rect.y1; ++y)
+            ASSERT_EQ(std::memcmp(inPlace.pixel(0, y), general.pixel(0, y), std::size_t(width(rect) * Layout::bytes)), 0)
+                << "in place, mode " << mode << " row " << y;
+        }
+  });
+}
+
 TEST_P(BlendLevelTest, OutputMayBeEitherInput) {
   forEachLayout([&]<class Layout>() {
     std::mt19937 random(13 * Layout::depth + Layout::alphaFirst);

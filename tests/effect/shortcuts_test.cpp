@@ -46,7 +46,7 @@ const OZ::Image::PixelFormatCode kFormats[] = {formatCode("argb"), formatCode("b
 // The grey blur needs the desaturation's word and the levels go only into
 // the desaturation's short route: alone each must change nothing.
 const Shortcuts kShortcutSets[] = {OZ::Image::kShortcutDesaturation, OZ::Image::kShortcutGreyBlur,
-                                   OZ::Image::kShortcutLevelsIntoDesaturation,
+                                   OZ::Image::kShortcutLevelsIntoDesaturation, OZ::Image::kShortcutBlendColourAsStored,
                                    OZ::Image::kShortcutDesaturation | OZ::Image::kShortcutLevelsIntoDesaturation};
 
 // One layer, rendered through the effect as the adapter renders a frame.

@@ -22,6 +22,7 @@
 #include "image/blend/blend_kernels.h"
 #include "image/blend/blend_lanes.h"
 #include "image/pixel_layout.h"
+#include "image/shortcuts.h"
 #include "image/vector_pixels.h"
 
 namespace OZ::Image {
@@ -82,8 +83,31 @@ struct BlendSpans {
   static void fourPixelRuns(unsigned char* out, const unsigned char* a, const unsigned char* b, std::int32_t blocks,
                             float opacity) {
     const V opacityLanes(opacity);
+    if constexpr (Mode::shape == FormulaShape::AlphaOnly) {
+      if (shortcutEnabled(kShortcutBlendColourAsStored)) {
+        for (; blocks > 0; --blocks, out += Block::bytes, a += Block::bytes, b += Block::bytes)
+          fourAlphas<AlignedLoads>(out, a, b, opacityLanes);
+        return;
+      }
+    }
     for (; blocks > 0; --blocks, out += Block::bytes, a += Block::bytes, b += Block::bytes)
       fourPixels<AlignedLoads>(out, a, b, opacityLanes);
+  }
+
+  // fourPixels for a mode that changes alpha alone, without taking A's
+  // colour through floats: the same alpha, the same stored colour.
+  template <bool AlignedLoads>
+  [[gnu::always_inline]] static void fourAlphas(unsigned char* out, const unsigned char* a, const unsigned char* b,
+                                                V opacity) {
+    const typename Block::Components pb = Block::template load<AlignedLoads>(b);
+    Alphas<V> k;
+    k.a = V(Block::template loadAlpha<AlignedLoads>(a));
+    k.b = V(pb.lane[Channels::alpha]) * opacity;
+    k.r = (k.a + k.b) - k.a * k.b;
+    k.w = M::select(k.r > 0.0f, k.b / k.r, k.b);
+    V luma = 0.0f;
+    if constexpr (Mode::usesLuma) luma = lumaFraction<M>(colourOf(pb));
+    Block::template storeAlpha<AlignedLoads>(out, a, Mode::template alpha<M>(luma, k).v);
   }
 
   template <bool AlignedLoads>

@@ -24,28 +24,6 @@
 
 namespace OZ::Image {
 
-// Unsigned 16-bit maximum and minimum: SSE4.1 has them, the earlier levels
-// flip the sign bit around the signed ones.
-template <class Level>
-struct UnsignedWords {
-  static __m128i max(__m128i a, __m128i b) {
-    if constexpr (hasSSE41<Level>) {
-      return _mm_max_epu16(a, b);
-    } else {
-      const __m128i sign = _mm_set1_epi16(std::int16_t(-32768));
-      return _mm_xor_si128(_mm_max_epi16(_mm_xor_si128(a, sign), _mm_xor_si128(b, sign)), sign);
-    }
-  }
-  static __m128i min(__m128i a, __m128i b) {
-    if constexpr (hasSSE41<Level>) {
-      return _mm_min_epu16(a, b);
-    } else {
-      const __m128i sign = _mm_set1_epi16(std::int16_t(-32768));
-      return _mm_xor_si128(_mm_min_epi16(_mm_xor_si128(a, sign), _mm_xor_si128(b, sign)), sign);
-    }
-  }
-};
-
 // Four 8-bit pixels' largest colour byte, each in the low byte of its pixel.
 template <class Layout>
 __m128i largestColourBytes(__m128i pixels) {
