@@ -7,6 +7,8 @@
 
 #include "image/clear_filter.h"
 #include "image/filter_layer.h"
+#include "image/filters/balance_filter.h"
+#include "image/filters/hsvcc_filter.h"
 #include "image/render_graph.h"
 #include "support/host_fixture.h"
 #include "support/test_filters.h"
@@ -169,4 +171,46 @@ TEST(GraphPasses, MergeableSiblingsBecomeOneNode) {
   EXPECT_EQ(root.inputs, (std::vector<Node*>{&first, &first}));
   EXPECT_TRUE(second.inputs.empty());
   EXPECT_EQ(f.layerNode.consumers, (std::vector<Node*>{&first}));
+}
+
+// A full desaturation takes in levels without a curve that feed only it:
+// the graph goes from the levels' input straight into it, the levels count
+// on in its progress, and a render on a device keeps the two apart.
+TEST(GraphPasses, AFullDesaturationTakesInTheLevelsThatFeedOnlyIt) {
+  GraphFixture f;
+  BalanceFilter<Host> levels(&f.layerNode, true, 0.11f, 0.165f, 0.0f, 1.0f, 1.0f);
+  HSVCCFilter<Host> grey(&levels, 0.0f, 0.0f, 1.0f);
+  simplifyGraph<Host>(&grey);
+  EXPECT_EQ(grey.inputs, (std::vector<Node*>{&f.layerNode}));
+  EXPECT_TRUE(levels.inputs.empty());
+  EXPECT_EQ(grey.totalProgressUnits(), 2u);
+
+  BalanceFilter<Host> kept(&f.layerNode, true, 0.11f, 0.165f, 0.0f, 1.0f, 1.0f);
+  HSVCCFilter<Host> onDevice(&kept, 0.0f, 0.0f, 1.0f);
+  simplifyGraph<Host>(&onDevice, false);
+  EXPECT_EQ(onDevice.inputs, (std::vector<Node*>{&kept}));
+}
+
+TEST(GraphPasses, LevelsStayApartWhereTakingThemInWouldChangeAnything) {
+  GraphFixture f;
+  struct Case {
+    const char* why;
+    bool clamp;
+    float gamma, saturation;
+  };
+  for (const Case& c : {Case{"a curve", true, 0.6f, 0.0f}, Case{"no limit at white", false, 1.0f, 0.0f},
+                        Case{"colour left", true, 1.0f, 0.5f}}) {
+    BalanceFilter<Host> levels(&f.layerNode, c.clamp, 0.11f, 0.165f, 0.0f, 1.0f, c.gamma);
+    HSVCCFilter<Host> hsvcc(&levels, 0.0f, c.saturation, 1.0f);
+    simplifyGraph<Host>(&hsvcc);
+    EXPECT_EQ(hsvcc.inputs, (std::vector<Node*>{&levels})) << c.why;
+  }
+  // Another reader of the levels needs their image.
+  BalanceFilter<Host> shared(&f.layerNode, true, 0.11f, 0.165f, 0.0f, 1.0f, 1.0f);
+  HSVCCFilter<Host> grey(&shared, 0.0f, 0.0f, 1.0f);
+  MarkNode other("other", 1, {&shared});
+  MarkNode root("root", 9, {&grey, &other});
+  simplifyGraph<Host>(&root);
+  EXPECT_EQ(grey.inputs, (std::vector<Node*>{&shared}));
+  EXPECT_EQ(shared.inputs, (std::vector<Node*>{&f.layerNode}));
 }
