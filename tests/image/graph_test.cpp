@@ -185,14 +185,14 @@ TEST(GraphPasses, AFullDesaturationTakesInTheLevelsThatFeedOnlyIt) {
   EXPECT_TRUE(levels.inputs.empty());
   EXPECT_EQ(grey.totalProgressUnits(), 2u);
 
-  BalanceFilter<Host> kept(&f.layerNode, true, 0.11f, 0.165f, 0.0f, 1.0f, 1.0f);
+  GraphFixture g;
+  BalanceFilter<Host> kept(&g.layerNode, true, 0.11f, 0.165f, 0.0f, 1.0f, 1.0f);
   HSVCCFilter<Host> onDevice(&kept, 0.0f, 0.0f, 1.0f);
   simplifyGraph<Host>(&onDevice, false);
   EXPECT_EQ(onDevice.inputs, (std::vector<Node*>{&kept}));
 }
 
 TEST(GraphPasses, LevelsStayApartWhereTakingThemInWouldChangeAnything) {
-  GraphFixture f;
   struct Case {
     const char* why;
     bool clamp;
@@ -200,12 +200,14 @@ TEST(GraphPasses, LevelsStayApartWhereTakingThemInWouldChangeAnything) {
   };
   for (const Case& c : {Case{"a curve", true, 0.6f, 0.0f}, Case{"no limit at white", false, 1.0f, 0.0f},
                         Case{"colour left", true, 1.0f, 0.5f}}) {
+    GraphFixture f;
     BalanceFilter<Host> levels(&f.layerNode, c.clamp, 0.11f, 0.165f, 0.0f, 1.0f, c.gamma);
     HSVCCFilter<Host> hsvcc(&levels, 0.0f, c.saturation, 1.0f);
     simplifyGraph<Host>(&hsvcc);
     EXPECT_EQ(hsvcc.inputs, (std::vector<Node*>{&levels})) << c.why;
   }
   // Another reader of the levels needs their image.
+  GraphFixture f;
   BalanceFilter<Host> shared(&f.layerNode, true, 0.11f, 0.165f, 0.0f, 1.0f, 1.0f);
   HSVCCFilter<Host> grey(&shared, 0.0f, 0.0f, 1.0f);
   MarkNode other("other", 1, {&shared});
