@@ -1,37 +1,8 @@
 #include "effect/quirk_controls.h"
 
+#include "host/param/control_records.h"
+
 namespace StrobeQuirk {
-
-namespace {
-
-using OZ::Host::Param::ParamRecord;
-using OZ::Host::Param::ParamValue;
-
-ParamRecord floatControl(const char* name, const char* tag, double value, double low, double high,
-                         std::uint32_t flags) {
-  ParamRecord record;
-  record.kind = OZ::Host::Param::kFloat;
-  record.name = name;
-  record.setTag(tag);
-  record.value = record.defaultValue = ParamValue::ofFloat(value);
-  record.sliderMin = record.validMin = ParamValue::ofFloat(low);
-  record.sliderMax = record.validMax = ParamValue::ofFloat(high);
-  record.flags = flags;
-  return record;
-}
-
-ParamRecord checkBox(const char* name, const char* tag) {
-  ParamRecord record;
-  record.kind = OZ::Host::Param::kBool;
-  record.name = name;
-  record.setTag(tag);
-  record.value = record.defaultValue = ParamValue::ofBool(false);
-  record.sliderMin = record.validMin = ParamValue::ofBool(false);
-  record.sliderMax = record.validMax = ParamValue::ofBool(true);
-  return record;
-}
-
-}  // namespace
 
 void defineQuirkControls(OZ::Host::Param::Parameters& store) {
   using namespace OZ::Host::Param;

@@ -2,35 +2,12 @@
 
 #include <cmath>
 
+#include "host/param/control_records.h"
+
 namespace OZ::Host::Frei0r {
-namespace {
 
-using OZ::Host::Param::ParamRecord;
-using OZ::Host::Param::ParamValue;
-
-ParamRecord floatControl(const char* name, const char* tag, double value, double low, double high) {
-  ParamRecord record;
-  record.kind = OZ::Host::Param::kFloat;
-  record.name = name;
-  record.setTag(tag);
-  record.value = record.defaultValue = ParamValue::ofFloat(value);
-  record.sliderMin = record.validMin = ParamValue::ofFloat(low);
-  record.sliderMax = record.validMax = ParamValue::ofFloat(high);
-  return record;
-}
-
-ParamRecord checkBox(const char* name, const char* tag) {
-  ParamRecord record;
-  record.kind = OZ::Host::Param::kBool;
-  record.name = name;
-  record.setTag(tag);
-  record.value = record.defaultValue = ParamValue::ofBool(false);
-  record.sliderMin = record.validMin = ParamValue::ofBool(false);
-  record.sliderMax = record.validMax = ParamValue::ofBool(true);
-  return record;
-}
-
-}  // namespace
+using OZ::Host::Param::checkBox;
+using OZ::Host::Param::floatControl;
 
 const char* const kAdapterControlExplanations[3] = {
     "Frames per second of the clip: the frame number is the time times this rate",
