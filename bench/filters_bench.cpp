@@ -2,7 +2,8 @@
 // through the stand-in host, on 1 or 2 of the host's threads, at each
 // processor level, beside a plain copy of the same frame. The "chain" rows
 // render the effect's whole masked graph in process, once by the general
-// path and once with the shortcuts that keep every byte (image/shortcuts.h).
+// path, with some of the shortcuts that keep every byte (image/shortcuts.h)
+// and with all of them.
 //
 //   build/x64/bench/oz_bench --benchmark_filter=balance
 //   valgrind --tool=callgrind --toggle-collect='*renderChainFrame*'
@@ -41,6 +42,7 @@ struct Frame {
       : standIn([&] {
           StandIn::Settings settings;
           settings.iterations = iterations;
+          settings.poisonWorlds = false;  // the application hands out worlds as they come
           return settings;
         }()) {
     host.attach(standIn.inData(), standIn.outData(), nullptr, nullptr, nullptr);
@@ -161,6 +163,7 @@ const bool registered = [] {
       {"chain/general", 0},
       {"chain/desaturation", OZ::Image::kShortcutDesaturation},
       {"chain/levels_apart", ~OZ::Image::kShortcutLevelsIntoDesaturation},
+      {"chain/blur_apart", ~OZ::Image::kShortcutDesaturationIntoBlur},
       {"chain/shortcuts", ~OZ::Image::Shortcuts(0)}};
   for (const auto& [name, shortcuts] : chains) {
     auto* chain = benchmark::RegisterBenchmark(

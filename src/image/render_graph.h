@@ -103,21 +103,26 @@ void simplifyGraph(FilterBase<Host>* root, bool takeInputsIn = true) {
       node = input;
       visited.insert(node);
     }
-    for (std::size_t i = 0; takeInputsIn && i < node->inputs.size() && node->consumers.size() < 2; ++i) {
-      Node* input = node->inputs[i];
-      const int answer = node->absorbInput(input);
-      if (answer == 2) break;
-      if (answer == 1) {
-        const std::vector<Node*> taken = input->inputs;
-        for (Node* other : node->inputs) Detail::eraseAll(other->consumers, node);
-        node->inputs.clear();
-        for (Node* other : taken) {
-          Detail::eraseAll(other->consumers, input);
-          node->inputs.push_back(other);
-          other->consumers.push_back(node);
+    // A node that took an input in is asked again about its new inputs.
+    for (bool took = true; took && takeInputsIn && node->consumers.size() < 2;) {
+      took = false;
+      for (std::size_t i = 0; i < node->inputs.size(); ++i) {
+        Node* input = node->inputs[i];
+        const int answer = node->absorbInput(input);
+        if (answer == 2) break;
+        if (answer == 1) {
+          const std::vector<Node*> taken = input->inputs;
+          for (Node* other : node->inputs) Detail::eraseAll(other->consumers, node);
+          node->inputs.clear();
+          for (Node* other : taken) {
+            Detail::eraseAll(other->consumers, input);
+            node->inputs.push_back(other);
+            other->consumers.push_back(node);
+          }
+          input->inputs.clear();
+          took = true;
+          break;
         }
-        input->inputs.clear();
-        break;
       }
     }
     for (Node* input : node->inputs) stack.push_back(input);

@@ -20,6 +20,9 @@ inline constexpr Shortcuts kShortcutLevelsIntoDesaturation = 4;
 // Blends that change alpha alone leave the colour of their backdrop as stored,
 // without the round trip through floats.
 inline constexpr Shortcuts kShortcutBlendColourAsStored = 8;
+// A full desaturation feeding only a blur is taken into it; in float the blur's
+// first pass reads the levels' input through both, the grey image never stored.
+inline constexpr Shortcuts kShortcutDesaturationIntoBlur = 16;
 
 // Whether a shortcut may be taken now.
 bool shortcutEnabled(Shortcuts shortcut);

@@ -43,11 +43,20 @@ const LevelCase kLevels[] = {
 const OZ::Image::PixelFormatCode kFormats[] = {formatCode("argb"), formatCode("bgra"), formatCode("Argb"),
                                                formatCode("Bgra"), formatCode("ARgb"), formatCode("BGra")};
 
-// The grey blur needs the desaturation's word and the levels go only into
-// the desaturation's short route: alone each must change nothing.
-const Shortcuts kShortcutSets[] = {OZ::Image::kShortcutDesaturation, OZ::Image::kShortcutGreyBlur,
-                                   OZ::Image::kShortcutLevelsIntoDesaturation, OZ::Image::kShortcutBlendColourAsStored,
-                                   OZ::Image::kShortcutDesaturation | OZ::Image::kShortcutLevelsIntoDesaturation};
+// The grey blur needs the desaturation's word, the levels go only into the
+// desaturation's short route, and the blur takes in only a desaturation
+// that takes the short route into a grey blur: alone each must change
+// nothing. With the levels apart, a blur that took the desaturation in
+// renders it itself.
+const Shortcuts kShortcutSets[] = {
+    OZ::Image::kShortcutDesaturation,
+    OZ::Image::kShortcutGreyBlur,
+    OZ::Image::kShortcutLevelsIntoDesaturation,
+    OZ::Image::kShortcutBlendColourAsStored,
+    OZ::Image::kShortcutDesaturationIntoBlur,
+    OZ::Image::kShortcutDesaturation | OZ::Image::kShortcutLevelsIntoDesaturation,
+    ~OZ::Image::kShortcutLevelsIntoDesaturation,
+    ~OZ::Image::kShortcutDesaturationIntoBlur};
 
 // One layer, rendered through the effect as the adapter renders a frame.
 class EffectRun {

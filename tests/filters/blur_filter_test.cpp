@@ -8,8 +8,11 @@
 #include <random>
 
 #include "image/exception.h"
+#include "image/filters/balance_filter.h"
 #include "image/filters/gaussian_blur_filter.h"
+#include "image/filters/hsvcc_filter.h"
 #include "image/filters/processor_flags.h"
+#include "image/shortcuts.h"
 #include "support/filter_run.h"
 
 using namespace OZ::Image;
@@ -157,4 +160,52 @@ TEST(BlurFilter, AnAbortInEitherPassFreesEverything) {
     EXPECT_EQ(run.fixture.standIn.liveHandles(), 0u);
     EXPECT_EQ(run.fixture.standIn.liveWorlds(), 0u);
   }
+}
+
+// A full desaturation and the levels it took in, taken into the blur: the
+// bytes of the three nodes apart, whether the first pass reads through them
+// (float, levels with an offset) or the blur renders the desaturation
+// first (8 and 16 bits, or levels that end at 0); progress still rises to
+// the same three units, and an abort while the blur renders the
+// desaturation frees everything.
+TEST(BlurFilter, TakesInTheDesaturationAndItsLevelsWithTheirBytes) {
+  struct Mapping {
+    float black, white;
+  };
+  auto chain = [](Mapping m) {
+    return std::vector<MakeFilter>{
+        [=](FilterNode* in) { return std::make_unique<BalanceFilter<FilterHost>>(in, true, m.black, m.white, 0.0f, 1.0f, 1.0f); },
+        [](FilterNode* in) { return std::make_unique<HSVCCFilter<FilterHost>>(in, 0.0f, 0.0f, 1.0f); }, blur(7.0f, 4.0f)};
+  };
+  for (const PixelFormatCode format : {formatCode("BGra"), formatCode("ARgb"), formatCode("Bgra"), formatCode("argb")})
+    for (const Mapping mapping : {Mapping{0.11f, 0.165f}, Mapping{0.0f, 0.5f}})
+      for (const ProcessorFlags mask : {~ProcessorFlags(0), kFlagSSE2, ProcessorFlags(0)}) {
+        SCOPED_TRACE(testing::Message() << std::hex << format << std::dec << ", black " << mapping.black << ", mask " << mask);
+        ForcedLevel level(mask);
+        std::vector<unsigned char> input, apart;
+        std::vector<std::pair<A_long, A_long>> trace;
+        for (const Shortcuts shortcuts : {~kShortcutDesaturationIntoBlur, ~Shortcuts(0)}) {
+          FilterRun run(format, 45, 33, 2);
+          if (input.empty()) input = randomImage(run, 5);
+          run.setInput(input);
+          restrictShortcuts(shortcuts);
+          run.render(chain(mapping));
+          restrictShortcuts(~Shortcuts(0));
+          if (trace.empty()) {
+            apart = run.outputBytes();
+            trace = run.fixture.standIn.progressTrace();
+            continue;
+          }
+          EXPECT_EQ(run.outputBytes(), apart);
+          const auto taken = run.fixture.standIn.progressTrace();
+          ASSERT_FALSE(taken.empty());
+          EXPECT_EQ(taken.back(), trace.back());
+          for (std::size_t i = 1; i < taken.size(); ++i) EXPECT_LE(taken[i - 1].first, taken[i].first) << i;
+        }
+      }
+  FilterRun run(formatCode("argb"), 100, 100, 2);
+  run.fixture.standIn.faults.abortOnProgress = 3;
+  EXPECT_THROW(run.render(chain({0.11f, 0.165f})), OZ::Interrupted);
+  EXPECT_EQ(run.fixture.standIn.liveHandles(), 0u);
+  EXPECT_EQ(run.fixture.standIn.liveWorlds(), 0u);
 }

@@ -8,6 +8,7 @@
 #include "image/clear_filter.h"
 #include "image/filter_layer.h"
 #include "image/filters/balance_filter.h"
+#include "image/filters/gaussian_blur_filter.h"
 #include "image/filters/hsvcc_filter.h"
 #include "image/render_graph.h"
 #include "support/host_fixture.h"
@@ -215,4 +216,38 @@ TEST(GraphPasses, LevelsStayApartWhereTakingThemInWouldChangeAnything) {
   simplifyGraph<Host>(&root);
   EXPECT_EQ(grey.inputs, (std::vector<Node*>{&shared}));
   EXPECT_EQ(shared.inputs, (std::vector<Node*>{&f.layerNode}));
+}
+
+// A blur takes in a full desaturation that feeds only it, and then the
+// levels the desaturation takes in: the graph goes from the layer into the
+// blur, which counts both nodes' progress. A render on a device, or a
+// second reader of the desaturation, keeps them apart.
+TEST(GraphPasses, ABlurTakesInTheFullDesaturationAndItsLevels) {
+  GraphFixture f;
+  BalanceFilter<Host> levels(&f.layerNode, true, 0.11f, 0.165f, 0.0f, 1.0f, 1.0f);
+  HSVCCFilter<Host> grey(&levels, 0.0f, 0.0f, 1.0f);
+  GaussianBlurFilter<Host> blur(&grey, BlurSigmas{30.0f, 30.0f, 0.0f}, 0, 0);
+  simplifyGraph<Host>(&blur);
+  EXPECT_EQ(blur.inputs, (std::vector<Node*>{&f.layerNode}));
+  EXPECT_EQ(f.layerNode.consumers, (std::vector<Node*>{&blur}));
+  EXPECT_TRUE(grey.inputs.empty());
+  EXPECT_TRUE(levels.inputs.empty());
+  EXPECT_NE(grey.levelsTaken(), nullptr);
+  EXPECT_EQ(blur.totalProgressUnits(), 3u);
+
+  GraphFixture g;
+  BalanceFilter<Host> keptLevels(&g.layerNode, true, 0.11f, 0.165f, 0.0f, 1.0f, 1.0f);
+  HSVCCFilter<Host> keptGrey(&keptLevels, 0.0f, 0.0f, 1.0f);
+  GaussianBlurFilter<Host> onDevice(&keptGrey, BlurSigmas{30.0f, 30.0f, 0.0f}, 0, 0);
+  simplifyGraph<Host>(&onDevice, false);
+  EXPECT_EQ(onDevice.inputs, (std::vector<Node*>{&keptGrey}));
+
+  GraphFixture h;
+  BalanceFilter<Host> sharedLevels(&h.layerNode, true, 0.11f, 0.165f, 0.0f, 1.0f, 1.0f);
+  HSVCCFilter<Host> shared(&sharedLevels, 0.0f, 0.0f, 1.0f);
+  GaussianBlurFilter<Host> reader(&shared, BlurSigmas{30.0f, 30.0f, 0.0f}, 0, 0);
+  MarkNode other("other", 1, {&shared});
+  MarkNode root("root", 9, {&reader, &other});
+  simplifyGraph<Host>(&root);
+  EXPECT_EQ(reader.inputs, (std::vector<Node*>{&shared}));
 }

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <random>
 #include <string>
@@ -17,6 +18,7 @@
 #include <vector>
 
 #include "image/filters/blur_lines.h"
+#include "image/filters/desaturation_kernels.h"
 #include "image/filters/processor_flags.h"
 
 namespace OZ::Image {
@@ -174,6 +176,73 @@ TEST_P(BlurGreyTest, StoresTheBytesOfTheFourChannelLines) {
           EXPECT_EQ(firstDifference(grey, four), -1) << "first byte that differs";
           EXPECT_EQ(greyReports.reports, fourReports.reports);
         }
+}
+
+// Float pixels of any colour, with the values levels must tame: NaN,
+// infinities, negatives and −0, denormals, values above white and huge ones.
+void fillAnyFloat(Plane& plane, int width, int height, std::mt19937& random) {
+  const float special[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
+                           -std::numeric_limits<float>::infinity(), -0.0f, 0.0f, 1.0f, 0x1p-140f, -0x1p-130f,
+                           1e-30f, 3e38f, 0.11f, 0.165f, 0.1375f};
+  std::uniform_real_distribution<float> unit(-0.5f, 1.5f);
+  std::uniform_int_distribution<int> pick(0, 3 * int(std::size(special)));
+  for (int y = 0; y < height; ++y)
+    for (int x = 0; x < width; ++x)
+      for (int c = 0; c < 4; ++c) {
+        const int k = pick(random);
+        const float value = k < int(std::size(special)) ? special[k] : unit(random);
+        std::memcpy(plane.at(x, y) + 4 * c, &value, 4);
+      }
+}
+
+// The first pass reading float pixels through levels and a full
+// desaturation stores the pairs it stores when it reads what those two
+// store, for mappings whose offset keeps every pixel on the
+// desaturation's short route (at least 2^-40 from 0).
+TEST_P(BlurGreyTest, FirstPassThroughLevelsStoresThePairsOfTheDesaturatedImage) {
+  if (GetParam().family != BlurFamily::Vector) GTEST_SKIP() << "read through by the vector family only";
+  std::mt19937 random(7);
+  const int sourceWidth = 61, sourceHeight = 47, left = 4, outWidth = 51;
+  const Rect rect{0, 0, sourceWidth, sourceHeight};
+  const LevelsFirst mappings[] = {{1.0f / 0.055f, -0.11f / 0.055f},  // the effect's
+                                  {0.7f, 0.2f},
+                                  {-3.0f, 1.5f},  // falling
+                                  {1e-30f, 0x1p-40f},
+                                  {-1e30f, -0x1p-40f},
+                                  {std::numeric_limits<float>::quiet_NaN(), 0.5f},
+                                  {2.0f, std::numeric_limits<float>::infinity()}};
+  for (bool alphaFirst : {false, true})
+    for (const LevelsFirst& levels : mappings) {
+      SCOPED_TRACE(testing::Message() << (alphaFirst ? "alpha first" : "alpha last") << ", scale " << levels.scale
+                                      << ", offset " << levels.offset);
+      Plane source(BlurSamples::Float32, 4, sourceWidth, sourceHeight);
+      Plane desaturated(BlurSamples::Float32, 4, sourceWidth, sourceHeight);
+      fillAnyFloat(source, sourceWidth, sourceHeight, random);
+      RecordingProgress quiet;
+      const ChannelOrder order = alphaFirst ? ChannelOrder::AlphaFirst : ChannelOrder::AlphaLast;
+      ASSERT_TRUE(runDesaturationBand(32, order, TargetView{rect, desaturated.at(0, 0), desaturated.stride},
+                                      SourceView{rect, source.at(0, 0), source.stride, {0, 0, 0, 0}}, rect, quiet,
+                                      &levels))
+          << "a pixel left the short route";
+
+      const DericheCoefficients cx(9.0, 0);
+      std::vector<unsigned char> scratch(blurScratchBytes(BlurFamily::Vector, sourceWidth) + 5);
+      auto firstPass = [&](Plane& from, const LevelsFirst* through, RecordingProgress& progress) {
+        Plane pairs(BlurSamples::Float32, 2, outWidth, sourceHeight);
+        const BlurLines rows{from.at(0, 0),  from.stride,  from.sampleBytes, sourceWidth,
+                             pairs.at(0, 0), pairs.stride, pairs.sampleBytes, outWidth, left};
+        for (const auto& [begin, end] : {std::pair{0, 13}, std::pair{13, sourceHeight}})
+          blurGreyLineRange(BlurFamily::Vector, BlurSamples::Float32, rows, BlurGrey{true, alphaFirst, through}, cx,
+                            begin, end, scratch.data() + 5, 3, progress, 0, sourceHeight);
+        return pairs.bytes;
+      };
+      RecordingProgress storedReports, throughReports;
+      const std::vector<unsigned char> stored = firstPass(desaturated, nullptr, storedReports);
+      const std::vector<unsigned char> through = firstPass(source, &levels, throughReports);
+      EXPECT_EQ(lastLevelRun(), GetParam().level);
+      EXPECT_EQ(firstDifference(through, stored), -1) << "first byte that differs";
+      EXPECT_EQ(throughReports.reports, storedReports.reports);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Blur, BlurGreyTest, testing::ValuesIn(kLevels),

@@ -14,6 +14,7 @@
 #include <cstdint>
 
 #include "image/filters/deriche_coefficients.h"
+#include "image/filters/desaturation_kernels.h"
 #include "image/progress.h"
 
 namespace OZ::Image {
@@ -54,9 +55,16 @@ struct BlurLines {
 // three of its components), or pairs of colour and alpha, the compact form
 // between the two passes. Every channel is filtered exactly as the
 // four-channel lines filter it, so the bytes are theirs.
+//
+// The first pass may also read its pixels through the levels and the full
+// desaturation that would have made them (`levels`): float pixels, vector
+// family only. Each pixel's pair is then what those two would have stored,
+// colour and alpha, provided every pixel would have taken the
+// desaturation's short route; the caller makes sure of that.
 struct BlurGrey {
   bool intoPairs;   // pixels in, pairs out (the first pass); else pairs in, pixels out
   bool alphaFirst;  // in pixels, alpha is component 0, else component 3
+  const LevelsFirst* levels = nullptr;
 };
 
 // Bytes of scratch one worker needs for lines of up to n samples. The

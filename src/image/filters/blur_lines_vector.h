@@ -69,8 +69,9 @@ class BlurVectorWalk {
   // blurLineRange.
   static void filterLines(const BlurLines& lines, const DericheCoefficients& coefficients, std::int64_t begin,
                           std::int64_t end, void* scratch, std::int32_t lineCoordinate0, Progress& progress,
-                          std::int64_t progressBase, std::int64_t progressTotal, std::int64_t stripPrefetchBytes) {
-    const Coefficients k(coefficients, lines.n);
+                          std::int64_t progressBase, std::int64_t progressTotal, std::int64_t stripPrefetchBytes,
+                          const Lanes& lanes = Lanes{}) {
+    const Coefficients k(coefficients, lines.n, lanes);
     Walk w(lines, scratch);
     std::int64_t line = begin;
     while (line < end) {
@@ -113,8 +114,9 @@ class BlurVectorWalk {
   static constexpr std::int64_t kPrefetchDistance = 12;
 
   struct Coefficients {
-    Coefficients(const DericheCoefficients& c, std::int64_t n)
-        : n0(Lanes::set(float(c.n0))),
+    Coefficients(const DericheCoefficients& c, std::int64_t n, const Lanes& lanes)
+        : lanes(lanes),
+          n0(Lanes::set(float(c.n0))),
           n1(Lanes::set(float(c.n1))),
           n2(Lanes::set(float(c.n2))),
           n3(Lanes::set(float(c.n3))),
@@ -135,6 +137,7 @@ class BlurVectorWalk {
       edgeFactor = 1.0f / float(c.norm) + float(c.n0);
     }
 
+    Lanes lanes;  // how samples are read and stored; most lanes hold nothing
     Floats n0, n1, n2, n3, m1, m2, m3, m4, norm;
     Feedback feedback;
     const double* weights;
@@ -229,11 +232,11 @@ class BlurVectorWalk {
         const Floats weight = Lanes::set(float(k.weights[i]));
         const unsigned char* pixel = sample;
         for (int g = 0; g < w.fullGroups; ++g, pixel += groupStep)
-          w.edges[g] = Lanes::add(w.edges[g],
-                                  Lanes::mul(Lanes::template load<Kind, false>(pixel, partnerStep, kGroup), weight));
+          w.edges[g] = Lanes::add(
+              w.edges[g], Lanes::mul(k.lanes.template load<Kind, Adjacent>(pixel, partnerStep, kGroup), weight));
         if (w.partial)
           w.edges[w.fullGroups] = Lanes::add(
-              w.edges[w.fullGroups], Lanes::mul(Lanes::template load<Kind, false>(pixel, partnerStep, w.partial), weight));
+              w.edges[w.fullGroups], Lanes::mul(k.lanes.template load<Kind, false>(pixel, partnerStep, w.partial), weight));
       }
       if (k.weightSum != 0.0f)
         for (int g = 0; g < groups; ++g) w.edges[g] = Lanes::divide(w.edges[g], Lanes::set(k.weightSum));
@@ -261,7 +264,7 @@ class BlurVectorWalk {
   [[gnu::always_inline]] static inline void forwardCell(Cell* cell, const unsigned char* pixel,
                                                         std::int64_t partnerStep, int lines, const Coefficients& k,
                                                         const Feedback& d) {
-    const Floats x = Lanes::template load<Kind, Whole>(pixel, partnerStep, lines);
+    const Floats x = k.lanes.template load<Kind, Whole>(pixel, partnerStep, lines);
     Floats ff = Lanes::mul(k.n0, x);
     ff = Lanes::add(ff, Lanes::mul(k.n1, cell[-kRow].x));
     ff = Lanes::add(ff, Lanes::mul(k.n2, cell[-2 * kRow].x));
@@ -290,7 +293,7 @@ class BlurVectorWalk {
     ff = Lanes::add(ff, Lanes::mul(k.m2, cell[2 * kRow].x));
     ff = Lanes::add(ff, Lanes::mul(k.m3, cell[3 * kRow].x));
     ff = Lanes::add(ff, Lanes::mul(k.m4, cell[4 * kRow].x));
-    if constexpr (!Store) cell->x = Lanes::template load<Kind, Whole>(pixel, partnerStep, lines);
+    if constexpr (!Store) cell->x = k.lanes.template load<Kind, Whole>(pixel, partnerStep, lines);
     Doubles wide[kDoubles], q[kDoubles];
     Lanes::widen(ff, wide);
 #pragma GCC unroll 2
@@ -405,6 +408,26 @@ void blurVectorLines(BlurSamples samples, const BlurLines& lines, const DericheC
 template <class Level, bool IntoPairs, bool AlphaFirst>
 struct BlurGreyLanes;
 
+// Lanes of the first pass that read float pixels through levels and a full
+// desaturation (BlurGrey::levels), one specialisation per vector level:
+// the pair of each pixel is what those two filters would have stored. The
+// vector levels map every colour channel to scale × c + offset and alpha to
+// 1 × a + 0, each then limited to 0..1 (NaN to 0); the desaturation's
+// colour is the largest of the three. Its operand order cannot matter
+// here: the limits leave no NaN and no −0. Constructed from the levels.
+template <class Level, bool AlphaFirst>
+struct BlurGreyLevelsLanes;
+
+// Where the largest colour channel of a mapped pixel is formed: the colour
+// lanes turned by one and by two, each kept within the colour lanes, so
+// that the maximum of the three turns lands in every colour lane (alpha
+// meets only itself). As shuffle immediates.
+template <bool AlphaFirst>
+struct GreyTurns {
+  static constexpr int byOne = AlphaFirst ? _MM_SHUFFLE(1, 3, 2, 0) : _MM_SHUFFLE(3, 0, 2, 1);
+  static constexpr int byTwo = AlphaFirst ? _MM_SHUFFLE(2, 1, 3, 0) : _MM_SHUFFLE(3, 1, 0, 2);
+};
+
 // Strips of the grey walk: a group carries twice the lines of a
 // four-channel group, so a strip needs twice the lines to keep as many
 // recursions in flight.
@@ -423,20 +446,31 @@ void blurGreyVectorLines(BlurSamples samples, const BlurLines& lines, const Blur
     using Lanes = BlurGreyLanes<Level, IntoPairs, AlphaFirst>;
     const std::int64_t componentBytes = Kind == BlurSamples::Float32 ? 4 : Kind == BlurSamples::Unsigned8 ? 1 : 2;
     const std::int64_t pixelBytes = 4 * componentBytes, pairBytes = 2 * componentBytes;
+    const std::int64_t stripPrefetchBytes = columns ? magnitude(lines.sourceLineStep) : 0;
+    if constexpr (IntoPairs && Kind == BlurSamples::Float32) {
+      if (grey.levels) {
+        // The first pass through the levels and the desaturation.
+        using Through = BlurGreyLevelsLanes<Level, AlphaFirst>;
+        BlurVectorWalk<Through, Kind, kGreyRowStrip, false>::filterLines(
+            lines, coefficients, begin, end, scratch, lineCoordinate0, progress, progressBase, progressTotal,
+            stripPrefetchBytes, Through(*grey.levels));
+        return;
+      }
+    }
     if constexpr (IntoPairs) {
       // The first pass: lines of pixels, taken one by one.
-      BlurVectorWalk<Lanes, Kind, kGreyRowStrip, false>::filterLines(
-          lines, coefficients, begin, end, scratch, lineCoordinate0, progress, progressBase, progressTotal,
-          columns ? magnitude(lines.sourceLineStep) : 0);
+      BlurVectorWalk<Lanes, Kind, kGreyRowStrip, false>::filterLines(lines, coefficients, begin, end, scratch,
+                                                                      lineCoordinate0, progress, progressBase,
+                                                                      progressTotal, stripPrefetchBytes);
     } else if (columns && lines.sourceLineStep == pairBytes && lines.outputLineStep == pixelBytes) {
       // The second pass: neighbouring columns, read and written side by side.
       BlurVectorWalk<Lanes, Kind, kGreyColumnStrip, true>::filterLines(lines, coefficients, begin, end, scratch,
                                                                         lineCoordinate0, progress, progressBase,
                                                                         progressTotal, pixelBytes);
     } else {
-      BlurVectorWalk<Lanes, Kind, kGreyColumnStrip, false>::filterLines(
-          lines, coefficients, begin, end, scratch, lineCoordinate0, progress, progressBase, progressTotal,
-          columns ? magnitude(lines.sourceLineStep) : 0);
+      BlurVectorWalk<Lanes, Kind, kGreyColumnStrip, false>::filterLines(lines, coefficients, begin, end, scratch,
+                                                                         lineCoordinate0, progress, progressBase,
+                                                                         progressTotal, stripPrefetchBytes);
     }
   };
   auto forKind = [&]<bool IntoPairs, bool AlphaFirst>() {

@@ -7,12 +7,20 @@
 // desaturation before the blur), one colour channel and alpha are filtered
 // and the colour is written to all three: the same bytes for half the
 // work, and an intermediate of half the size, holding the two side by side.
+//
+// A full desaturation that only the blur reads is taken into it, with the
+// levels it took in. In float, where the levels allow, the first pass then
+// reads the layer's pixels through both in registers and the grey image is
+// never stored; otherwise the blur renders the desaturation itself first.
 
 #include <cmath>
+#include <type_traits>
+#include <typeinfo>
 
 #include "image/filters/blur_filter_base.h"
 #include "image/filters/blur_lines.h"
 #include "image/filters/deriche_coefficients.h"
+#include "image/filters/hsvcc_filter.h"
 #include "image/filters/processor_flags.h"
 #include "image/private_block.h"
 #include "image/shortcuts.h"
@@ -28,6 +36,28 @@ class GaussianBlurFilter final : public BlurFilterBase<Host> {
   const char* filterName() const override { return "gaussianBlur"; }
   bool canReuseInput(std::size_t) const override { return true; }
   void processBand(const Rect&, std::uint64_t) override {}
+
+  // The desaturation, and then whatever it takes in itself.
+  int absorbInput(FilterBase<Host>* input) override {
+    if (desaturation) return desaturation->absorbInput(input);
+    if (!shortcutEnabled(kShortcutDesaturationIntoBlur) || !shortcutEnabled(kShortcutGreyBlur) ||
+        !shortcutEnabled(kShortcutDesaturation) || typeid(*input) != typeid(HSVCCFilter<Host>) ||
+        input->consumers.size() != 1)
+      return 0;
+    auto* candidate = static_cast<HSVCCFilter<Host>*>(input);
+    if (!candidate->fullDesaturation()) return 0;
+    desaturation = candidate;
+    return 1;
+  }
+
+  std::uint64_t progressUnits() const override { return 1 + (desaturation ? desaturation->progressUnits() : 0); }
+
+  // With a desaturation taken in, room for its image too.
+  std::uint64_t extraMemory(int pass, const Rect& rect, const PixelDescriptor& descriptor) const override {
+    const std::uint64_t own = BlurFilterBase<Host>::extraMemory(pass, rect, descriptor);
+    if (!desaturation) return own;
+    return own + BlurFilterBase<Host>::extraMemory(pass, this->inputRegion(rect, 0), descriptor);
+  }
 
   void process(Host* host, Image& output, Image* const* inputImages) override {
     this->host = host;
@@ -49,15 +79,33 @@ class GaussianBlurFilter final : public BlurFilterBase<Host> {
       if (output.hasPixels()) output.clear(output.bounds);
       return;
     }
-    run.grey = shortcutEnabled(kShortcutGreyBlur) && inputImages[0]->depth == output.depth &&
-               channelOrder(inputImages[0]->format) == channelOrder(output.format) &&
-               this->inputs[0]->equalColourChannels(*inputImages[0]);
+    run.family = queryProcessorFlags() & kFlagSSE2 ? BlurFamily::Vector : BlurFamily::Scalar;
+    const bool sameLayout = inputImages[0]->depth == output.depth &&
+                            channelOrder(inputImages[0]->format) == channelOrder(output.format);
+    const FilterBase<Host>* greySource = this->inputs[0];
+    const Image* greyImage = inputImages[0];
+    Image desaturated(host);  // the desaturation's image, when the first pass cannot read through it
+    ProgressSplit split(host);
+    if (desaturation) {
+      run.levels = desaturation->levelsTaken();
+      if (!run.levels || !readsThrough(*run.levels, run.family, output.depth, sameLayout)) {
+        run.levels = nullptr;
+        split.desaturationFirst(desaturation->progressUnits());
+        desaturated.allocateLike(run.sourceView, run.sourceView.bounds);
+        Image* const source[] = {inputImages[0]};
+        desaturation->process(host, desaturated, source);
+        run.sourceView.viewOf(desaturated, run.sourceView.bounds);
+        greySource = desaturation;
+        greyImage = &desaturated;
+        split.desaturationDone();
+      }
+    }
+    run.grey = run.levels || (shortcutEnabled(kShortcutGreyBlur) && sameLayout && greySource->equalColourChannels(*greyImage));
     run.alphaFirst = channelOrder(output.format) == ChannelOrder::AlphaFirst;
     // Pairs of colour and alpha take half a pixel each.
     const Rect intermediate =
         run.grey ? Rect{run.rows.x0, run.rows.y0, run.rows.x0 + (width(run.rows) + 1) / 2, run.rows.y1} : run.rows;
     run.intermediate.allocateLike(run.sourceView, intermediate);
-    run.family = queryProcessorFlags() & kFlagSSE2 ? BlurFamily::Vector : BlurFamily::Scalar;
     run.samples = blurSamples(output.depth, formatWhite(output.format));
     run.progressTotal = std::int64_t(height(run.rows)) + width(out);
     host->runThreads(&Run::rowPass, &run, 0);
@@ -65,6 +113,49 @@ class GaussianBlurFilter final : public BlurFilterBase<Host> {
   }
 
  private:
+  // Whether the first pass may read float pixels through the levels and the
+  // desaturation: every pixel must then take the desaturation's short route,
+  // which steps aside only for a spread between 0 and 2^-64. With an offset
+  // of at least 2^-40 every value the levels give is a multiple of 2^-64:
+  // a result under 2^-41 comes from a product within a factor two of
+  // −offset, both multiples of 2^-64 at that size, so the sum is exact; a
+  // larger result is a float of at least 2^-41, a multiple of 2^-64 itself.
+  // Two channels then differ by 0 or by at least 2^-64. Only the vector
+  // levels (and their alpha) are read through.
+  static bool readsThrough(const LevelsFirst& levels, BlurFamily family, int depth, bool sameLayout) {
+    return depth == 32 && sameLayout && family == BlurFamily::Vector && std::fabs(levels.offset) >= 0x1p-40f;
+  }
+
+  // The node's progress units while the blur renders the desaturation
+  // itself: the desaturation's first, then the blur's own. Reading
+  // through, the blur reports over all of them.
+  struct ProgressSplit {
+    explicit ProgressSplit(Host* host) : nodes(host->progressLevels[kNodeCountLevel]), share(nodes.share) {}
+    void desaturationFirst(std::uint64_t desaturationUnits) {
+      if (nodes.fixed) return;
+      units = desaturationUnits;
+      nodes.share = units;
+    }
+    void desaturationDone() {
+      if (!units) return;
+      nodes.current += units;
+      nodes.share = 1;
+      moved = true;
+    }
+    // The evaluation reports the node's end over all its units.
+    ~ProgressSplit() {
+      if (!units) return;
+      if (moved) nodes.current -= units;
+      nodes.share = share;
+    }
+    std::remove_reference_t<decltype(Host::progressLevels[0])>& nodes;
+    const std::uint64_t share;
+    std::uint64_t units = 0;
+    bool moved = false;
+  };
+
+  HSVCCFilter<Host>* desaturation = nullptr;  // taken in, with any levels it took in
+
   // One process call's working state; frees both images on every way out.
   struct Run {
     Run(Host* host, Image& output) : host(host), output(output), sourceView(host), intermediate(host) {}
@@ -106,7 +197,8 @@ class GaussianBlurFilter final : public BlurFilterBase<Host> {
       HostProgress<Host> progress(host, threadIndex);
       const std::int64_t first = std::int64_t(begin) - line0, last = std::int64_t(end) - line0;
       if (grey)
-        blurGreyLineRange(family, samples, lines, BlurGrey{firstPass, alphaFirst}, coefficients, first, last,
+        blurGreyLineRange(family, samples, lines, BlurGrey{firstPass, alphaFirst, firstPass ? levels : nullptr},
+                          coefficients, first, last,
                           scratch.data(), line0, progress, progressBase, progressTotal);
       else
         blurLineRange(family, samples, lines, coefficients, first, last, scratch.data(), line0, progress,
@@ -120,6 +212,7 @@ class GaussianBlurFilter final : public BlurFilterBase<Host> {
     Rect rows = emptyRect;  // what the intermediate holds: the output's columns of every source row
     bool grey = false;
     bool alphaFirst = false;
+    const LevelsFirst* levels = nullptr;  // the first pass reads through levels and the desaturation
     DericheCoefficients x, y;
     BlurFamily family = BlurFamily::Scalar;
     BlurSamples samples = BlurSamples::Unsigned8;

@@ -98,6 +98,9 @@ class HSVCCFilter final : public BalanceFilter<Host> {
     offset = 0.0f;
   }
 
+  // The levels taken in, if any.
+  const LevelsFirst* levelsTaken() const { return levelsFirst ? &*levelsFirst : nullptr; }
+
   // No colour left: every pixel's channels end at its value.
   bool fullDesaturation() const { return hueShift == 0.0f && saturationScale == 0.0f && valueScale == 1.0f; }
 
