@@ -190,23 +190,23 @@ struct BlurGreyLevelsLanes<AVXLevel, AlphaFirst> : BlurGreyLanes<AVXLevel, true,
   }
 
   // Two pixels, one a half, as the levels map them (BalanceVectorPixel::map,
-  // operation for operation), with the largest colour in every colour lane.
-  __m256 grey(__m256 pixels) const {
-    __m256 value = _mm256_add_ps(_mm256_mul_ps(pixels, scale), offset);
-    value = _mm256_min_ps(_mm256_max_ps(value, _mm256_setzero_ps()), _mm256_set1_ps(1.0f));
-    const __m256 largest = _mm256_max_ps(value, _mm256_permute_ps(value, GreyTurns<AlphaFirst>::byOne));
-    return _mm256_max_ps(largest, _mm256_permute_ps(value, GreyTurns<AlphaFirst>::byTwo));
+  // operation for operation).
+  __m256 mapped(__m256 pixels) const {
+    const __m256 value = _mm256_add_ps(_mm256_mul_ps(pixels, scale), offset);
+    return _mm256_min_ps(_mm256_max_ps(value, _mm256_setzero_ps()), _mm256_set1_ps(1.0f));
   }
 
   // Float pixels only. Lines 0 and 2 share a vector, as do 1 and 3, so
-  // that one in-lane shuffle leaves colour and alpha in the group's order.
+  // that in-lane shuffles leave colour and alpha in the group's order.
   template <BlurSamples Kind, bool>
   __m256 load(const unsigned char* sample, std::int64_t lineStep, int lines) const {
     static_assert(Kind == BlurSamples::Float32);
+    using Picks = GreyPicks<AlphaFirst>;
     auto pixel = [&](int k) { return _mm_loadu_ps(reinterpret_cast<const float*>(Base::line(sample, lineStep, lines, k))); };
-    const __m256 even = grey(_mm256_set_m128(pixel(2), pixel(0)));
-    const __m256 odd = grey(_mm256_set_m128(pixel(3), pixel(1)));
-    return _mm256_shuffle_ps(even, odd, AlphaFirst ? _MM_SHUFFLE(0, 1, 0, 1) : _MM_SHUFFLE(3, 0, 3, 0));
+    const __m256 even = mapped(_mm256_set_m128(pixel(2), pixel(0)));
+    const __m256 odd = mapped(_mm256_set_m128(pixel(3), pixel(1)));
+    const __m256 largest = _mm256_max_ps(_mm256_shuffle_ps(even, odd, Picks::first), _mm256_shuffle_ps(even, odd, Picks::second));
+    return _mm256_max_ps(largest, _mm256_shuffle_ps(even, odd, Picks::third));
   }
 
   __m256 scale, offset;

@@ -131,19 +131,15 @@ struct BlurGreyLevelsLanes<SSE2Level, AlphaFirst> : BlurGreyLanes<SSE2Level, tru
 
   explicit BlurGreyLevelsLanes(const LevelsFirst& first) : levels(Levels::linear(first.scale, first.offset)) {}
 
-  // A pixel as the levels map it, with the largest colour in every colour lane.
-  __m128 grey(const unsigned char* sample) const {
-    const __m128 value = levels.map(_mm_loadu_ps(reinterpret_cast<const float*>(sample)));
-    const __m128 largest = _mm_max_ps(value, _mm_shuffle_ps(value, value, GreyTurns<AlphaFirst>::byOne));
-    return _mm_max_ps(largest, _mm_shuffle_ps(value, value, GreyTurns<AlphaFirst>::byTwo));
-  }
-
   // Float pixels only.
   template <BlurSamples Kind, bool>
   __m128 load(const unsigned char* sample, std::int64_t lineStep, int lines) const {
     static_assert(Kind == BlurSamples::Float32);
-    return _mm_shuffle_ps(grey(sample), grey(sample + (lines > 1 ? lineStep : 0)),
-                          AlphaFirst ? _MM_SHUFFLE(0, 1, 0, 1) : _MM_SHUFFLE(3, 0, 3, 0));
+    using Picks = GreyPicks<AlphaFirst>;
+    auto mapped = [&](const unsigned char* at) { return levels.map(_mm_loadu_ps(reinterpret_cast<const float*>(at))); };
+    const __m128 first = mapped(sample), second = mapped(sample + (lines > 1 ? lineStep : 0));
+    const __m128 largest = _mm_max_ps(_mm_shuffle_ps(first, second, Picks::first), _mm_shuffle_ps(first, second, Picks::second));
+    return _mm_max_ps(largest, _mm_shuffle_ps(first, second, Picks::third));
   }
 
   Levels levels;

@@ -418,14 +418,17 @@ struct BlurGreyLanes;
 template <class Level, bool AlphaFirst>
 struct BlurGreyLevelsLanes;
 
-// Where the largest colour channel of a mapped pixel is formed: the colour
-// lanes turned by one and by two, each kept within the colour lanes, so
-// that the maximum of the three turns lands in every colour lane (alpha
-// meets only itself). As shuffle immediates.
+// Colour and alpha pairs of two mapped pixels side by side, one colour
+// channel at a time: shuffle immediates that take the channel and alpha of
+// each. The largest of the three picks is the grey pair; alpha meets only
+// itself.
 template <bool AlphaFirst>
-struct GreyTurns {
-  static constexpr int byOne = AlphaFirst ? _MM_SHUFFLE(1, 3, 2, 0) : _MM_SHUFFLE(3, 0, 2, 1);
-  static constexpr int byTwo = AlphaFirst ? _MM_SHUFFLE(2, 1, 3, 0) : _MM_SHUFFLE(3, 1, 0, 2);
+struct GreyPicks {
+  static constexpr int alpha = AlphaFirst ? 0 : 3;
+  static constexpr int channel(int c) { return _MM_SHUFFLE(alpha, c, alpha, c); }
+  static constexpr int first = channel(AlphaFirst ? 1 : 0);
+  static constexpr int second = channel(AlphaFirst ? 2 : 1);
+  static constexpr int third = channel(AlphaFirst ? 3 : 2);
 };
 
 // Strips of the grey walk: a group carries twice the lines of a
