@@ -48,15 +48,14 @@ const OZ::Image::PixelFormatCode kFormats[] = {formatCode("argb"), formatCode("b
 // that takes the short route into a grey blur: alone each must change
 // nothing. With the levels apart, a blur that took the desaturation in
 // renders it itself.
-const Shortcuts kShortcutSets[] = {
-    OZ::Image::kShortcutDesaturation,
-    OZ::Image::kShortcutGreyBlur,
-    OZ::Image::kShortcutLevelsIntoDesaturation,
-    OZ::Image::kShortcutBlendColourAsStored,
-    OZ::Image::kShortcutDesaturationIntoBlur,
-    OZ::Image::kShortcutDesaturation | OZ::Image::kShortcutLevelsIntoDesaturation,
-    ~OZ::Image::kShortcutLevelsIntoDesaturation,
-    ~OZ::Image::kShortcutDesaturationIntoBlur};
+const Shortcuts kShortcutSets[] = {OZ::Image::kShortcutDesaturation,
+                                   OZ::Image::kShortcutGreyBlur,
+                                   OZ::Image::kShortcutLevelsIntoDesaturation,
+                                   OZ::Image::kShortcutBlendColourAsStored,
+                                   OZ::Image::kShortcutDesaturationIntoBlur,
+                                   OZ::Image::kShortcutDesaturation | OZ::Image::kShortcutLevelsIntoDesaturation,
+                                   ~OZ::Image::kShortcutLevelsIntoDesaturation,
+                                   ~OZ::Image::kShortcutDesaturationIntoBlur};
 
 // One layer, rendered through the effect as the adapter renders a frame.
 class EffectRun {

@@ -174,13 +174,17 @@ TEST(BlurFilter, TakesInTheDesaturationAndItsLevelsWithTheirBytes) {
   };
   auto chain = [](Mapping m) {
     return std::vector<MakeFilter>{
-        [=](FilterNode* in) { return std::make_unique<BalanceFilter<FilterHost>>(in, true, m.black, m.white, 0.0f, 1.0f, 1.0f); },
-        [](FilterNode* in) { return std::make_unique<HSVCCFilter<FilterHost>>(in, 0.0f, 0.0f, 1.0f); }, blur(7.0f, 4.0f)};
+        [=](FilterNode* in) {
+          return std::make_unique<BalanceFilter<FilterHost>>(in, true, m.black, m.white, 0.0f, 1.0f, 1.0f);
+        },
+        [](FilterNode* in) { return std::make_unique<HSVCCFilter<FilterHost>>(in, 0.0f, 0.0f, 1.0f); },
+        blur(7.0f, 4.0f)};
   };
   for (const PixelFormatCode format : {formatCode("BGra"), formatCode("ARgb"), formatCode("Bgra"), formatCode("argb")})
     for (const Mapping mapping : {Mapping{0.11f, 0.165f}, Mapping{0.0f, 0.5f}})
       for (const ProcessorFlags mask : {~ProcessorFlags(0), kFlagSSE2, ProcessorFlags(0)}) {
-        SCOPED_TRACE(testing::Message() << std::hex << format << std::dec << ", black " << mapping.black << ", mask " << mask);
+        SCOPED_TRACE(testing::Message() << std::hex << format << std::dec << ", black " << mapping.black << ", mask "
+                                        << mask);
         ForcedLevel level(mask);
         std::vector<unsigned char> input, apart;
         std::vector<std::pair<A_long, A_long>> trace;

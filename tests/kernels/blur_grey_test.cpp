@@ -181,9 +181,19 @@ TEST_P(BlurGreyTest, StoresTheBytesOfTheFourChannelLines) {
 // Float pixels of any colour, with the values levels must tame: NaN,
 // infinities, negatives and −0, denormals, values above white and huge ones.
 void fillAnyFloat(Plane& plane, int width, int height, std::mt19937& random) {
-  const float special[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
-                           -std::numeric_limits<float>::infinity(), -0.0f, 0.0f, 1.0f, 0x1p-140f, -0x1p-130f,
-                           1e-30f, 3e38f, 0.11f, 0.165f, 0.1375f};
+  const float special[] = {std::numeric_limits<float>::quiet_NaN(),
+                           std::numeric_limits<float>::infinity(),
+                           -std::numeric_limits<float>::infinity(),
+                           -0.0f,
+                           0.0f,
+                           1.0f,
+                           0x1p-140f,
+                           -0x1p-130f,
+                           1e-30f,
+                           3e38f,
+                           0.11f,
+                           0.165f,
+                           0.1375f};
   std::uniform_real_distribution<float> unit(-0.5f, 1.5f);
   std::uniform_int_distribution<int> pick(0, 3 * int(std::size(special)));
   for (int y = 0; y < height; ++y)
@@ -229,8 +239,8 @@ TEST_P(BlurGreyTest, FirstPassThroughLevelsStoresThePairsOfTheDesaturatedImage) 
       std::vector<unsigned char> scratch(blurScratchBytes(BlurFamily::Vector, sourceWidth) + 5);
       auto firstPass = [&](Plane& from, const LevelsFirst* through, RecordingProgress& progress) {
         Plane pairs(BlurSamples::Float32, 2, outWidth, sourceHeight);
-        const BlurLines rows{from.at(0, 0),  from.stride,  from.sampleBytes, sourceWidth,
-                             pairs.at(0, 0), pairs.stride, pairs.sampleBytes, outWidth, left};
+        const BlurLines rows{from.at(0, 0), from.stride,       from.sampleBytes, sourceWidth, pairs.at(0, 0),
+                             pairs.stride,  pairs.sampleBytes, outWidth,         left};
         for (const auto& [begin, end] : {std::pair{0, 13}, std::pair{13, sourceHeight}})
           blurGreyLineRange(BlurFamily::Vector, BlurSamples::Float32, rows, BlurGrey{true, alphaFirst, through}, cx,
                             begin, end, scratch.data() + 5, 3, progress, 0, sourceHeight);

@@ -181,7 +181,9 @@ struct BlurGreyLanes<AVXLevel, IntoPairs, AlphaFirst> : BlurAvxArithmetic {
 template <bool AlphaFirst>
 struct BlurGreyLevelsLanes<AVXLevel, AlphaFirst> : BlurGreyLanes<AVXLevel, true, AlphaFirst> {
   using Base = BlurGreyLanes<AVXLevel, true, AlphaFirst>;
-  using Levels = BalanceVectorPixel<AVXLevel, PixelLayout<float, AlphaFirst ? ChannelOrder::AlphaFirst : ChannelOrder::AlphaLast>, true, false>;
+  using Levels =
+      BalanceVectorPixel<AVXLevel, PixelLayout<float, AlphaFirst ? ChannelOrder::AlphaFirst : ChannelOrder::AlphaLast>,
+                         true, false>;
 
   explicit BlurGreyLevelsLanes(const LevelsFirst& first) {
     const Levels levels = Levels::linear(first.scale, first.offset);
@@ -202,10 +204,13 @@ struct BlurGreyLevelsLanes<AVXLevel, AlphaFirst> : BlurGreyLanes<AVXLevel, true,
   __m256 load(const unsigned char* sample, std::int64_t lineStep, int lines) const {
     static_assert(Kind == BlurSamples::Float32);
     using Picks = GreyPicks<AlphaFirst>;
-    auto pixel = [&](int k) { return _mm_loadu_ps(reinterpret_cast<const float*>(Base::line(sample, lineStep, lines, k))); };
+    auto pixel = [&](int k) {
+      return _mm_loadu_ps(reinterpret_cast<const float*>(Base::line(sample, lineStep, lines, k)));
+    };
     const __m256 even = mapped(_mm256_set_m128(pixel(2), pixel(0)));
     const __m256 odd = mapped(_mm256_set_m128(pixel(3), pixel(1)));
-    const __m256 largest = _mm256_max_ps(_mm256_shuffle_ps(even, odd, Picks::first), _mm256_shuffle_ps(even, odd, Picks::second));
+    const __m256 largest =
+        _mm256_max_ps(_mm256_shuffle_ps(even, odd, Picks::first), _mm256_shuffle_ps(even, odd, Picks::second));
     return _mm256_max_ps(largest, _mm256_shuffle_ps(even, odd, Picks::third));
   }
 

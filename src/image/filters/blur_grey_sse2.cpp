@@ -127,7 +127,9 @@ struct BlurGreyLanes<SSE2Level, IntoPairs, AlphaFirst> {
 
 template <bool AlphaFirst>
 struct BlurGreyLevelsLanes<SSE2Level, AlphaFirst> : BlurGreyLanes<SSE2Level, true, AlphaFirst> {
-  using Levels = BalanceVectorPixel<SSE2Level, PixelLayout<float, AlphaFirst ? ChannelOrder::AlphaFirst : ChannelOrder::AlphaLast>, true, false>;
+  using Levels =
+      BalanceVectorPixel<SSE2Level, PixelLayout<float, AlphaFirst ? ChannelOrder::AlphaFirst : ChannelOrder::AlphaLast>,
+                         true, false>;
 
   explicit BlurGreyLevelsLanes(const LevelsFirst& first) : levels(Levels::linear(first.scale, first.offset)) {}
 
@@ -138,7 +140,8 @@ struct BlurGreyLevelsLanes<SSE2Level, AlphaFirst> : BlurGreyLanes<SSE2Level, tru
     using Picks = GreyPicks<AlphaFirst>;
     auto mapped = [&](const unsigned char* at) { return levels.map(_mm_loadu_ps(reinterpret_cast<const float*>(at))); };
     const __m128 first = mapped(sample), second = mapped(sample + (lines > 1 ? lineStep : 0));
-    const __m128 largest = _mm_max_ps(_mm_shuffle_ps(first, second, Picks::first), _mm_shuffle_ps(first, second, Picks::second));
+    const __m128 largest =
+        _mm_max_ps(_mm_shuffle_ps(first, second, Picks::first), _mm_shuffle_ps(first, second, Picks::second));
     return _mm_max_ps(largest, _mm_shuffle_ps(first, second, Picks::third));
   }
 

@@ -235,8 +235,9 @@ class BlurVectorWalk {
           w.edges[g] = Lanes::add(
               w.edges[g], Lanes::mul(k.lanes.template load<Kind, Adjacent>(pixel, partnerStep, kGroup), weight));
         if (w.partial)
-          w.edges[w.fullGroups] = Lanes::add(
-              w.edges[w.fullGroups], Lanes::mul(k.lanes.template load<Kind, false>(pixel, partnerStep, w.partial), weight));
+          w.edges[w.fullGroups] =
+              Lanes::add(w.edges[w.fullGroups],
+                         Lanes::mul(k.lanes.template load<Kind, false>(pixel, partnerStep, w.partial), weight));
       }
       if (k.weightSum != 0.0f)
         for (int g = 0; g < groups; ++g) w.edges[g] = Lanes::divide(w.edges[g], Lanes::set(k.weightSum));
@@ -463,8 +464,8 @@ void blurGreyVectorLines(BlurSamples samples, const BlurLines& lines, const Blur
     if constexpr (IntoPairs) {
       // The first pass: lines of pixels, taken one by one.
       BlurVectorWalk<Lanes, Kind, kGreyRowStrip, false>::filterLines(lines, coefficients, begin, end, scratch,
-                                                                      lineCoordinate0, progress, progressBase,
-                                                                      progressTotal, stripPrefetchBytes);
+                                                                     lineCoordinate0, progress, progressBase,
+                                                                     progressTotal, stripPrefetchBytes);
     } else if (columns && lines.sourceLineStep == pairBytes && lines.outputLineStep == pixelBytes) {
       // The second pass: neighbouring columns, read and written side by side.
       BlurVectorWalk<Lanes, Kind, kGreyColumnStrip, true>::filterLines(lines, coefficients, begin, end, scratch,
@@ -472,8 +473,8 @@ void blurGreyVectorLines(BlurSamples samples, const BlurLines& lines, const Blur
                                                                         progressTotal, pixelBytes);
     } else {
       BlurVectorWalk<Lanes, Kind, kGreyColumnStrip, false>::filterLines(lines, coefficients, begin, end, scratch,
-                                                                         lineCoordinate0, progress, progressBase,
-                                                                         progressTotal, stripPrefetchBytes);
+                                                                        lineCoordinate0, progress, progressBase,
+                                                                        progressTotal, stripPrefetchBytes);
     }
   };
   auto forKind = [&]<bool IntoPairs, bool AlphaFirst>() {

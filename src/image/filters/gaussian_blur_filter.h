@@ -80,18 +80,24 @@ class GaussianBlurFilter final : public BlurFilterBase<Host> {
       return;
     }
     run.family = queryProcessorFlags() & kFlagSSE2 ? BlurFamily::Vector : BlurFamily::Scalar;
-    const bool sameLayout = inputImages[0]->depth == output.depth &&
-                            channelOrder(inputImages[0]->format) == channelOrder(output.format);
+    const bool sameLayout =
+        inputImages[0]->depth == output.depth && channelOrder(inputImages[0]->format) == channelOrder(output.format);
     const FilterBase<Host>* greySource = this->inputs[0];
     const Image* greyImage = inputImages[0];
-    Image desaturated(host);  // the desaturation's image, when the first pass cannot read through it
+    Image desaturated(host);  // the desaturation's image, where the first pass cannot read through it
     ProgressSplit split(host);
     if (desaturation) {
       run.levels = desaturation->levelsTaken();
       if (!run.levels || !readsThrough(*run.levels, run.family, output.depth, sameLayout)) {
         run.levels = nullptr;
         split.desaturationFirst(desaturation->progressUnits());
-        desaturated.allocateLike(run.sourceView, run.sourceView.bounds);
+        // Into the blur's own output where it covers what the first pass
+        // reads, as the graph would have placed it: the first pass is done
+        // with it before the second writes there.
+        if (contains(output.bounds, run.sourceView.bounds) && output.format == inputImages[0]->format)
+          desaturated.viewOf(output, run.sourceView.bounds);
+        else
+          desaturated.allocateLike(run.sourceView, run.sourceView.bounds);
         Image* const source[] = {inputImages[0]};
         desaturation->process(host, desaturated, source);
         run.sourceView.viewOf(desaturated, run.sourceView.bounds);
@@ -100,7 +106,8 @@ class GaussianBlurFilter final : public BlurFilterBase<Host> {
         split.desaturationDone();
       }
     }
-    run.grey = run.levels || (shortcutEnabled(kShortcutGreyBlur) && sameLayout && greySource->equalColourChannels(*greyImage));
+    run.grey =
+        run.levels || (shortcutEnabled(kShortcutGreyBlur) && sameLayout && greySource->equalColourChannels(*greyImage));
     run.alphaFirst = channelOrder(output.format) == ChannelOrder::AlphaFirst;
     // Pairs of colour and alpha take half a pixel each.
     const Rect intermediate =
@@ -139,7 +146,7 @@ class GaussianBlurFilter final : public BlurFilterBase<Host> {
     void desaturationDone() {
       if (!units) return;
       nodes.current += units;
-      nodes.share = 1;
+      nodes.share = share - units;
       moved = true;
     }
     // The evaluation reports the node's end over all its units.
@@ -198,8 +205,7 @@ class GaussianBlurFilter final : public BlurFilterBase<Host> {
       const std::int64_t first = std::int64_t(begin) - line0, last = std::int64_t(end) - line0;
       if (grey)
         blurGreyLineRange(family, samples, lines, BlurGrey{firstPass, alphaFirst, firstPass ? levels : nullptr},
-                          coefficients, first, last,
-                          scratch.data(), line0, progress, progressBase, progressTotal);
+                          coefficients, first, last, scratch.data(), line0, progress, progressBase, progressTotal);
       else
         blurLineRange(family, samples, lines, coefficients, first, last, scratch.data(), line0, progress,
                       progressBase, progressTotal);
