@@ -114,8 +114,10 @@ def main():
           f"{'copy ms':>8} {'x copy':>6} {'est MB':>7} {'peak MB':>7}")
     with tempfile.TemporaryDirectory() as directory:
         for width, height in sizes:
-            # Long enough that a run takes about a second, short enough to repeat.
-            frames = 10 if width * height <= 1920 * 1080 else 4
+            # Long enough that a run takes about a second, short enough to
+            # repeat: the per-frame figure is a difference of two process
+            # times, whose jitter the frame count divides.
+            frames = 30 if width * height <= 1920 * 1080 else 8
             min_time = 0.5 if width * height <= 1920 * 1080 else 1.0
             for depth in depths:
                 path = os.path.join(directory, f"frame_{width}x{height}_{depth}.raw")
