@@ -38,7 +38,8 @@ using MakeFilter = std::function<std::unique_ptr<Node>(Node*)>;
 using OZ::Image::formatCode;
 
 struct Frame {
-  Frame(OZ::Image::PixelFormatCode format, int width, int height, int iterations)
+  // Opaque, as footage is, or with alpha as random as the colour.
+  Frame(OZ::Image::PixelFormatCode format, int width, int height, int iterations, bool opaque = false)
       : standIn([&] {
           StandIn::Settings settings;
           settings.iterations = iterations;
@@ -52,13 +53,16 @@ struct Frame {
     // which would make denormals and slow every float kernel down.
     std::mt19937 generator(1);
     const int depth = OZ::Image::formatDepth(format);
+    const int alpha = OZ::Image::channelOrder(format) == OZ::Image::ChannelOrder::AlphaFirst ? 0 : 3;
     auto* row = reinterpret_cast<unsigned char*>(input->data);
     for (int y = 0; y < height; ++y, row += input->rowbytes)
       for (int i = 0; i < width * 4; ++i) {
         const std::uint32_t value = generator() >> 24;
-        if (depth == 8) row[i] = static_cast<unsigned char>(value);
-        if (depth == 16) reinterpret_cast<std::uint16_t*>(row)[i] = static_cast<std::uint16_t>(value * 128);
-        if (depth == 32) reinterpret_cast<float*>(row)[i] = float(value) / 255.0f;
+        const bool white = opaque && i % 4 == alpha;
+        if (depth == 8) row[i] = static_cast<unsigned char>(white ? 255 : value);
+        if (depth == 16)
+          reinterpret_cast<std::uint16_t*>(row)[i] = static_cast<std::uint16_t>(white ? 32768 : value * 128);
+        if (depth == 32) reinterpret_cast<float*>(row)[i] = white ? 1.0f : float(value) / 255.0f;
       }
   }
   ~Frame() {
@@ -116,7 +120,7 @@ void copyFrame(benchmark::State& state) {
 
 void runChain(benchmark::State& state, OZ::Image::Shortcuts shortcuts) {
   const int depth = int(state.range(0)), iterations = int(state.range(1)), width = int(state.range(2));
-  Frame frame(formatOfDepth(depth), width, width * 9 / 16, iterations);
+  Frame frame(formatOfDepth(depth), width, width * 9 / 16, iterations, true);
   StrobeQuirk::QuirkPluginAE::Store store;
   frame.host.defineParameters(store);
   frame.standIn.setTime(0, 1);
@@ -164,6 +168,7 @@ const bool registered = [] {
       {"chain/desaturation", OZ::Image::kShortcutDesaturation},
       {"chain/levels_apart", ~OZ::Image::kShortcutLevelsIntoDesaturation},
       {"chain/blur_apart", ~OZ::Image::kShortcutDesaturationIntoBlur},
+      {"chain/alpha_apart", ~OZ::Image::kShortcutOneAlpha},
       {"chain/shortcuts", ~OZ::Image::Shortcuts(0)}};
   for (const auto& [name, shortcuts] : chains) {
     auto* chain = benchmark::RegisterBenchmark(

@@ -55,13 +55,14 @@ const Shortcuts kShortcutSets[] = {OZ::Image::kShortcutDesaturation,
                                    OZ::Image::kShortcutDesaturationIntoBlur,
                                    OZ::Image::kShortcutDesaturation | OZ::Image::kShortcutLevelsIntoDesaturation,
                                    ~OZ::Image::kShortcutLevelsIntoDesaturation,
-                                   ~OZ::Image::kShortcutDesaturationIntoBlur};
+                                   ~OZ::Image::kShortcutDesaturationIntoBlur,
+                                   ~OZ::Image::kShortcutOneAlpha};
 
 // One layer, rendered through the effect as the adapter renders a frame.
 class EffectRun {
  public:
   EffectRun(OZ::Image::PixelFormatCode format, std::int32_t width, std::int32_t height, int threads)
-      : standIn(settingsWith(threads)), width(width), height(height) {
+      : standIn(settingsWith(threads)), format(format), width(width), height(height) {
     effect.attach(standIn.inData(), standIn.outData(), nullptr, nullptr, nullptr);
     store = std::make_unique<QuirkPluginAE::Store>();
     effect.defineParameters(*store);
@@ -76,8 +77,10 @@ class EffectRun {
 
   // Bright and dark areas with edges, so that levels, grey and blur all
   // have something to do, and in float a few values no effect input
-  // should hold: negatives, above white, NaN, infinities.
-  void fill(std::uint32_t seed) {
+  // should hold: negatives, above white, NaN, infinities. Opaque, alpha is
+  // white everywhere, as in most footage.
+  void fill(std::uint32_t seed, bool opaque) {
+    const int alpha = OZ::Image::channelOrder(format) == OZ::Image::ChannelOrder::AlphaFirst ? 0 : 3;
     std::mt19937 random(seed);
     const int components = width * 4;
     for (std::int32_t y = 0; y < height; ++y) {
@@ -93,6 +96,11 @@ class EffectRun {
           const float odd[] = {-0.5f, 3.0f, -0.0f, std::numeric_limits<float>::quiet_NaN(),
                                std::numeric_limits<float>::infinity(), 1e-40f};
           reinterpret_cast<float*>(row)[i] = random() % 50 == 0 ? odd[random() % 6] : unit;
+        }
+        if (opaque && i % 4 == alpha) {
+          if (depth == 8) row[i] = 255;
+          if (depth == 16) reinterpret_cast<std::uint16_t*>(row)[i] = 32768;
+          if (depth == 32) reinterpret_cast<float*>(row)[i] = 1.0f;
         }
       }
     }
@@ -130,6 +138,7 @@ class EffectRun {
   std::unique_ptr<QuirkPluginAE::Store> store;
   PF_EffectWorld* source;
   PF_EffectWorld* output;
+  OZ::Image::PixelFormatCode format;
   std::int32_t width, height;
   int depth;
 };
@@ -159,12 +168,15 @@ class EffectShortcuts : public ::testing::TestWithParam<LevelCase> {
 TEST_P(EffectShortcuts, EveryShortcutKeepsEveryByte) {
   struct Size {
     std::int32_t width, height;
+    bool opaque;
   };
+  // The wide opaque layer has columns far enough from both edges to share
+  // one blurred alpha.
   for (const OZ::Image::PixelFormatCode format : kFormats)
-    for (const Size size : {Size{37, 29}, Size{133, 70}})
+    for (const Size size : {Size{37, 29, false}, Size{133, 70, false}, Size{260, 20, true}})
       for (int threads : {1, 2}) {
         EffectRun run(format, size.width, size.height, threads);
-        run.fill(std::uint32_t(size.width * 7 + threads));
+        run.fill(std::uint32_t(size.width * 7 + threads), size.opaque);
         for (const bool increase : {false, true})
           for (const A_long frame : {A_long(0), A_long(3)}) {
             SCOPED_TRACE(::testing::Message() << "format " << std::hex << format << std::dec << " " << size.width << "x" << size.height << ", " << threads

@@ -255,6 +255,116 @@ TEST_P(BlurGreyTest, FirstPassThroughLevelsStoresThePairsOfTheDesaturatedImage) 
     }
 }
 
+// Watching alpha changes no byte of the first pass, and the watch holds
+// only where the levels give every pixel the pass reads the first one's
+// alpha (1 × a + 0 within 0..1, NaN to 0), and only at a level whose
+// second pass uses it.
+TEST_P(BlurGreyTest, FirstPassWatchHoldsOnlyForOneAlphaInEveryPixelRead) {
+  if (GetParam().family != BlurFamily::Vector) GTEST_SKIP() << "read through by the vector family only";
+  std::mt19937 random(5);
+  const int sourceWidth = 61, sourceHeight = 47, left = 4, outWidth = 51;
+  const LevelsFirst levels{1.0f / 0.055f, -0.11f / 0.055f};
+  const DericheCoefficients cx(9.0, 0);
+  std::vector<unsigned char> scratch(blurScratchBytes(BlurFamily::Vector, sourceWidth) + 5);
+  struct Change {
+    const char* where;
+    int x, y;
+    float alpha;
+  };
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  for (bool alphaFirst : {false, true})
+    for (const float alpha : {0.5f, 1.0f, 1.75f, nan})
+      for (const Change change : {Change{"nowhere", 0, 0, alpha}, Change{"a sample left of the output", 1, 20, 0.25f},
+                                  Change{"the last sample read", sourceWidth - 1, sourceHeight - 1, 0.5f - alpha},
+                                  Change{"above white, mapped to white as well", 30, 3, 2.0f}}) {
+        SCOPED_TRACE(testing::Message() << (alphaFirst ? "alpha first" : "alpha last") << ", alpha " << alpha
+                                        << ", changed at " << change.where);
+        Plane source(BlurSamples::Float32, 4, sourceWidth, sourceHeight);
+        fillAnyFloat(source, sourceWidth, sourceHeight, random);
+        for (int y = 0; y < sourceHeight; ++y)
+          for (int x = 0; x < sourceWidth; ++x) {
+            const float a = x == change.x && y == change.y ? change.alpha : alpha;
+            std::memcpy(source.at(x, y) + (alphaFirst ? 0 : 12), &a, 4);
+          }
+        auto firstPass = [&](AlphaWatch* watch) {
+          Plane pairs(BlurSamples::Float32, 2, outWidth, sourceHeight);
+          const BlurLines rows{source.at(0, 0), source.stride,     source.sampleBytes, sourceWidth, pairs.at(0, 0),
+                               pairs.stride,    pairs.sampleBytes, outWidth,           left};
+          RecordingProgress progress;
+          for (const auto& [begin, end] : {std::pair{0, 13}, std::pair{13, sourceHeight}})
+            blurGreyLineRange(BlurFamily::Vector, BlurSamples::Float32, rows,
+                              BlurGrey{true, alphaFirst, &levels, watch}, cx, begin, end, scratch.data() + 5, 3,
+                              progress, 0, sourceHeight);
+          return pairs.bytes;
+        };
+        AlphaWatch watch;
+        const std::vector<unsigned char> unwatched = firstPass(nullptr), watched = firstPass(&watch);
+        EXPECT_EQ(firstDifference(watched, unwatched), -1) << "first byte that differs";
+        auto mapped = [](float a) {
+          const float v = a * 1.0f + 0.0f;
+          return v > 0.0f ? (v < 1.0f ? v : 1.0f) : 0.0f;
+        };
+        const bool one = mapped(change.alpha) == mapped(alpha);
+        EXPECT_EQ(watch.proven, one && GetParam().level == KernelLevel::AVX);
+      }
+}
+
+// The second pass over pairs whose every row holds the same alpha row
+// stores the bytes and reports of the pair lines: columns whose strip
+// shares one alpha (NaN and huge ones included) have their colour filtered
+// alone; where the alpha changes within a strip, and for columns that are
+// not neighbours, the pair lines run.
+TEST_P(BlurGreyTest, SecondPassWithOneAlphaRowStoresThePairLinesBytes) {
+  std::mt19937 random(11);
+  const int width = 157, height = 45, top = 5, outHeight = 33;
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  for (bool alphaFirst : {false, true})
+    for (bool adjacent : {true, false})
+      for (const auto& [sy, order] : {std::pair{30.0, 0}, std::pair{1.5, 0}, std::pair{4.0, 2}}) {
+        SCOPED_TRACE(testing::Message() << (alphaFirst ? "alpha first" : "alpha last")
+                                        << (adjacent ? "" : ", every other column") << ", sigma " << sy << ", order "
+                                        << order);
+        // Runs of one alpha across several strips, a few columns each of
+        // their own, then runs again; the colour anything.
+        std::vector<float> alphas(width);
+        for (int x = 0; x < width; ++x)
+          alphas[x] = x < 70 ? 0.75f : x < 75 ? float(x) / 100.0f : x < 110 ? 1.0f : x < 140 ? nan : 3e38f;
+        Plane pairs(BlurSamples::Float32, 2, width, height), pixels(BlurSamples::Float32, 4, width, height);
+        fillAnyFloat(pixels, width, height, random);
+        for (int y = 0; y < height; ++y)
+          for (int x = 0; x < width; ++x) {
+            std::memcpy(pairs.at(x, y), pixels.at(x, y), 4);
+            std::memcpy(pairs.at(x, y) + 4, &alphas[x], 4);
+          }
+        const DericheCoefficients cy(sy, order);
+        std::vector<unsigned char> scratch(blurScratchBytes(GetParam().family, height) + 5);
+        const int step = adjacent ? 1 : 2, columnCount = (width + step - 1) / step;
+        auto secondPass = [&](bool sameAlphaEveryRow, RecordingProgress& progress) {
+          Plane output(BlurSamples::Float32, 4, width, outHeight);
+          const BlurLines columns{pairs.at(0, 0),
+                                  step * pairs.sampleBytes,
+                                  pairs.stride,
+                                  height,
+                                  output.at(0, 0),
+                                  step * output.sampleBytes,
+                                  output.stride,
+                                  outHeight,
+                                  top};
+          for (const auto& [begin, end] : {std::pair{0, 50}, std::pair{50, columnCount}})
+            blurGreyLineRange(GetParam().family, BlurSamples::Float32, columns,
+                              BlurGrey{false, alphaFirst, nullptr, nullptr, sameAlphaEveryRow}, cy, begin, end,
+                              scratch.data() + 5, 3, progress, height, height + width);
+          return output.bytes;
+        };
+        RecordingProgress pairReports, oneAlphaReports;
+        const std::vector<unsigned char> general = secondPass(false, pairReports);
+        const std::vector<unsigned char> oneAlpha = secondPass(true, oneAlphaReports);
+        EXPECT_EQ(lastLevelRun(), GetParam().level);
+        EXPECT_EQ(firstDifference(oneAlpha, general), -1) << "first byte that differs";
+        EXPECT_EQ(oneAlphaReports.reports, pairReports.reports);
+      }
+}
+
 INSTANTIATE_TEST_SUITE_P(Blur, BlurGreyTest, testing::ValuesIn(kLevels),
                          [](const testing::TestParamInfo<GreyLevel>& info) { return std::string(info.param.name); });
 

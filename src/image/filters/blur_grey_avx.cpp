@@ -185,10 +185,21 @@ struct BlurGreyLevelsLanes<AVXLevel, AlphaFirst> : BlurGreyLanes<AVXLevel, true,
       BalanceVectorPixel<AVXLevel, PixelLayout<float, AlphaFirst ? ChannelOrder::AlphaFirst : ChannelOrder::AlphaLast>,
                          true, false>;
 
-  explicit BlurGreyLevelsLanes(const LevelsFirst& first) {
+  // With a watch, the pairs loaded are held against the pair of the
+  // lines' first pixel; alpha alone counts.
+  BlurGreyLevelsLanes(const LevelsFirst& first, const BlurLines& lines, AlphaWatch* watch) : watch(watch) {
     const Levels levels = Levels::linear(first.scale, first.offset);
     scale = _mm256_set_m128(levels.scale, levels.scale);
     offset = _mm256_set_m128(levels.offset, levels.offset);
+    if (watch) {
+      const __m128 pixel = _mm_loadu_ps(reinterpret_cast<const float*>(lines.source));
+      const __m256 both = mapped(_mm256_set_m128(pixel, pixel));
+      expected = _mm256_shuffle_ps(both, both, GreyPicks<AlphaFirst>::first);
+    }
+  }
+
+  void settle() const {
+    if (watch && (_mm256_movemask_ps(differs) & 0xAA)) watch->proven.store(false, std::memory_order_relaxed);
   }
 
   // Two pixels, one a half, as the levels map them (BalanceVectorPixel::map,
@@ -211,10 +222,80 @@ struct BlurGreyLevelsLanes<AVXLevel, AlphaFirst> : BlurGreyLanes<AVXLevel, true,
     const __m256 odd = mapped(_mm256_set_m128(pixel(3), pixel(1)));
     const __m256 largest =
         _mm256_max_ps(_mm256_shuffle_ps(even, odd, Picks::first), _mm256_shuffle_ps(even, odd, Picks::second));
-    return _mm256_max_ps(largest, _mm256_shuffle_ps(even, odd, Picks::third));
+    const __m256 pairs = _mm256_max_ps(largest, _mm256_shuffle_ps(even, odd, Picks::third));
+    // The limits leave neither NaN nor −0: equal values are equal alphas.
+    if (watch) differs = _mm256_or_ps(differs, _mm256_cmp_ps(pairs, expected, _CMP_NEQ_UQ));
+    return pairs;
   }
 
   __m256 scale, offset;
+  AlphaWatch* watch;
+  __m256 expected = _mm256_setzero_ps();
+  mutable __m256 differs = _mm256_setzero_ps();  // lanes of any pair loaded that differed
+};
+
+template <bool AlphaFirst>
+struct BlurGreyColourLanes<AVXLevel, AlphaFirst> : BlurAvxArithmetic {
+  static constexpr int linesPerGroup = 8;
+  static constexpr int doublesPerGroup = 2;
+  using Floats = __m256;  // the colour of eight lines; a whole group holds them as 0, 1, 4, 5, 2, 3, 6, 7
+  using Doubles = __m256d;
+  static constexpr int kAlpha = AlphaFirst ? 0 : 3;
+
+  BlurGreyColourLanes(const unsigned char* alphas, std::int64_t first) : alphas(alphas), first(first) {}
+
+  void atSample(std::int64_t j) const {
+    alpha = _mm256_broadcast_ss(reinterpret_cast<const float*>(alphas + (j - first) * 16) + kAlpha);
+  }
+
+  template <BlurSamples Kind, bool Whole>
+  static Floats load(const unsigned char* sample, std::int64_t lineStep, int lines) {
+    static_assert(Kind == BlurSamples::Float32);
+    if constexpr (Whole) {
+      // Eight neighbouring pairs.
+      const float* pairs = reinterpret_cast<const float*>(sample);
+      return _mm256_shuffle_ps(_mm256_loadu_ps(pairs), _mm256_loadu_ps(pairs + 8), _MM_SHUFFLE(2, 0, 2, 0));
+    } else {
+      float colours[8];
+      for (int k = 0; k < 8; ++k)
+        std::memcpy(&colours[k], sample + (k < lines ? k : lines - 1) * lineStep, sizeof(float));
+      return _mm256_loadu_ps(colours);
+    }
+  }
+
+  template <BlurSamples Kind, bool Whole>
+  void store(unsigned char* sample, std::int64_t lineStep, int lines, Floats v) const {
+    static_assert(Kind == BlurSamples::Float32);
+    if constexpr (Whole) {
+      // Eight neighbouring pixels: columns k and k + 2 come out of one
+      // in-lane shuffle, and two of those make four pixels in order.
+      float* out = reinterpret_cast<float*>(sample);
+      auto four = [&](__m256 twice, __m256 withAlpha, float* at) {
+        const __m256 even = AlphaFirst ? _mm256_shuffle_ps(withAlpha, twice, _MM_SHUFFLE(1, 0, 1, 0))
+                                       : _mm256_shuffle_ps(twice, withAlpha, _MM_SHUFFLE(1, 0, 1, 0));
+        const __m256 odd = AlphaFirst ? _mm256_shuffle_ps(withAlpha, twice, _MM_SHUFFLE(3, 2, 3, 2))
+                                      : _mm256_shuffle_ps(twice, withAlpha, _MM_SHUFFLE(3, 2, 3, 2));
+        _mm256_storeu_ps(at, _mm256_permute2f128_ps(even, odd, 0x20));
+        _mm256_storeu_ps(at + 8, _mm256_permute2f128_ps(even, odd, 0x31));
+      };
+      four(_mm256_unpacklo_ps(v, v), AlphaFirst ? _mm256_unpacklo_ps(alpha, v) : _mm256_unpacklo_ps(v, alpha), out);
+      four(_mm256_unpackhi_ps(v, v), AlphaFirst ? _mm256_unpackhi_ps(alpha, v) : _mm256_unpackhi_ps(v, alpha),
+           out + 16);
+    } else {
+      float colours[8];
+      _mm256_storeu_ps(colours, v);
+      const float a = _mm256_cvtss_f32(alpha);
+      for (int k = 0; k < lines && k < 8; ++k) {
+        float pixel[4] = {colours[k], colours[k], colours[k], colours[k]};
+        pixel[kAlpha] = a;
+        std::memcpy(sample + k * lineStep, pixel, sizeof pixel);
+      }
+    }
+  }
+
+  const unsigned char* alphas;  // the filtered constant column, pixels
+  std::int64_t first;
+  mutable __m256 alpha = _mm256_setzero_ps();  // that of the sample being stored
 };
 
 template void blurGreyVectorLines<AVXLevel>(BlurSamples, const BlurLines&, const BlurGrey&, const DericheCoefficients&,

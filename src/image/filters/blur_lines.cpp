@@ -165,7 +165,9 @@ BlurSamples blurSamples(int depth, std::uint32_t white) {
 
 std::size_t blurScratchBytes(BlurFamily family, std::int64_t n) {
   const std::size_t samples = n > 0 ? std::size_t(n) : 0;
-  if (family == BlurFamily::Vector) return BlurVectorScratch::fixedBytes + samples * BlurVectorScratch::bytesPerSample;
+  if (family == BlurFamily::Vector)
+    return BlurVectorScratch::fixedBytes +
+           samples * (BlurVectorScratch::bytesPerSample + BlurVectorScratch::constantLineBytesPerSample);
   // 64 bytes of slack let the scalar line filter align the block itself.
   return 8 * samples + 64;
 }

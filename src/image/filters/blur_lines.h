@@ -10,6 +10,7 @@
 // differently on purpose; docs/rounding.md, "Blur", says how. The vector
 // family has an SSE2 and an AVX build, which give identical results.
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -61,10 +62,25 @@ struct BlurLines {
 // family only. Each pixel's pair is then what those two would have stored,
 // colour and alpha, provided every pixel would have taken the
 // desaturation's short route; the caller makes sure of that.
+//
+// Footage is mostly opaque, and then alpha is one value in every pixel.
+// A first pass that reads through the levels may watch for that
+// (`alphaWatch`): it clears the watch's `proven` whenever a pixel's alpha
+// is not shown to equal that of the source's first pixel. A second pass
+// told that every row of its pairs holds the same alpha row
+// (`sameAlphaEveryRow`) knows each column's alpha to be one value, whose
+// filtered column it computes once and reuses; where neighbouring columns
+// share that value it filters their colour alone.
+struct AlphaWatch {
+  std::atomic<bool> proven{true};
+};
+
 struct BlurGrey {
   bool intoPairs;   // pixels in, pairs out (the first pass); else pairs in, pixels out
   bool alphaFirst;  // in pixels, alpha is component 0, else component 3
   const LevelsFirst* levels = nullptr;
+  AlphaWatch* alphaWatch = nullptr;  // first pass through the levels
+  bool sameAlphaEveryRow = false;    // second pass, float
 };
 
 // Bytes of scratch one worker needs for lines of up to n samples. The
@@ -78,10 +94,17 @@ std::size_t blurScratchBytes(BlurFamily family, std::int64_t n);
 // sample (four floats) and one result (four doubles); four more such rows
 // at each end for the edge values, and an edge sum per line. 64 bytes of
 // slack let the level align the block itself.
+//
+// Behind the walk's rows lies one pixel per sample for the filtered column
+// of a constant line (BlurGrey::sameAlphaEveryRow), at `constantLine`.
 struct BlurVectorScratch {
   static constexpr int lines = 16;
   static constexpr std::size_t bytesPerSample = lines * (16 + 32);
   static constexpr std::size_t fixedBytes = 64 + lines * 16 + 8 * bytesPerSample;
+  static constexpr std::size_t constantLineBytesPerSample = 16;
+  static unsigned char* constantLine(void* scratch, std::int64_t n) {
+    return static_cast<unsigned char*>(scratch) + fixedBytes + std::size_t(n) * bytesPerSample;
+  }
 };
 
 // Filters lines [begin, end) of the set with one axis' coefficients, using

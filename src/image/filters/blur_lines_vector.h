@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "image/filters/blur_lines.h"
 #include "image/filters/processor_flags.h"
@@ -40,6 +41,10 @@ namespace OZ::Image {
 //   sumToFloats(p, q) float(p + q) for each line of the group, one rounding
 // Each lane computes what it would alone: a channel's bytes do not depend
 // on which lanes, or how many, it shares its vectors with.
+//
+// Lanes may also hold state, which the walk copies into each range:
+//   atSample(j)       before the stores of output sample j
+//   settle()          after a range's loads, to hand on what they saw
 template <class Level>
 struct BlurLanes;
 
@@ -77,14 +82,21 @@ class BlurVectorWalk {
     while (line < end) {
       // A strip ends at the next line that reports, so that the report comes
       // right after that line and before any later line is touched.
-      const std::int64_t coordinate = std::int64_t(lineCoordinate0) + line;
-      const std::int64_t untilReport = ((-coordinate) % 32 + 32) % 32 + 1;
-      const std::int64_t count = std::min({std::int64_t(StripLines), end - line, untilReport});
+      const std::int64_t count = stripLines(line, end, lineCoordinate0);
       w.startStrip(line, int(count), stripPrefetchBytes * count);
       filterStrip(w, k);
       line += count;
       if ((std::int64_t(lineCoordinate0) + line - 1) % 32 == 0) progress.report(progressBase + line - 1, progressTotal);
     }
+    settle(k.lanes);
+  }
+
+  // The lines a strip of [line, end) covers, the strip ending at the next
+  // line that reports.
+  static std::int64_t stripLines(std::int64_t line, std::int64_t end, std::int32_t lineCoordinate0) {
+    const std::int64_t coordinate = std::int64_t(lineCoordinate0) + line;
+    const std::int64_t untilReport = ((-coordinate) % 32 + 32) % 32 + 1;
+    return std::min({std::int64_t(StripLines), end - line, untilReport});
   }
 
  private:
@@ -93,7 +105,7 @@ class BlurVectorWalk {
   using Feedback = typename Lanes::Feedback;
   static constexpr int kGroup = Lanes::linesPerGroup;
   static constexpr int kDoubles = Lanes::doublesPerGroup;
-  static_assert(kGroup == 1 || kGroup == 2 || kGroup == 4);
+  static_assert(kGroup == 1 || kGroup == 2 || kGroup == 4 || kGroup == 8);
   static_assert(StripLines % kGroup == 0);
   static constexpr int kGroups = StripLines / kGroup;
 
@@ -207,6 +219,10 @@ class BlurVectorWalk {
     int partial;
   };
 
+  static void settle(const Lanes& lanes) {
+    if constexpr (requires { lanes.settle(); }) lanes.settle();
+  }
+
   // Inlined by force: as a call, the optimiser finds it has no effect
   // (prefetches are hints) and drops it.
   [[gnu::always_inline]] static inline void prefetch(const void* from, std::int64_t bytes) {
@@ -302,8 +318,8 @@ class BlurVectorWalk {
       q[l] =
           Lanes::subtract(wide[l], cell[kRow].p[l], cell[2 * kRow].p[l], cell[3 * kRow].p[l], cell[4 * kRow].p[l], d);
     if constexpr (Store)
-      Lanes::template store<Kind, Whole>(out, partnerOutputStep, lines,
-                                         Lanes::mul(Lanes::sumToFloats(cell->p, q), k.norm));
+      k.lanes.template store<Kind, Whole>(out, partnerOutputStep, lines,
+                                          Lanes::mul(Lanes::sumToFloats(cell->p, q), k.norm));
 #pragma GCC unroll 2
     for (int l = 0; l < kDoubles; ++l) cell->p[l] = q[l];
   }
@@ -329,6 +345,7 @@ class BlurVectorWalk {
         if (c.partial) forwardCell<false>(cell, pixel, c.partnerStep, c.partial, k, d);
       }
     }
+    settle(k.lanes);
   }
 
   // Backward samples j from `from` down to `to`, both included.
@@ -344,6 +361,7 @@ class BlurVectorWalk {
       if (Store && c.prefetchBytes && j - kPrefetchDistance >= c.first)
         prefetch(out - kPrefetchDistance * c.outputSampleStep, c.prefetchBytes);
       const std::int64_t groupOutputStep = Store ? c.groupOutputStep : 0;
+      if constexpr (Store && requires { k.lanes.atSample(j); }) k.lanes.atSample(j);
       if (c.fullGroups == kGroups) {
         // The usual strip: a loop of known length, unrolled.
 #pragma GCC unroll 16
@@ -356,6 +374,7 @@ class BlurVectorWalk {
           backwardCell<Store, false>(cell, pixel, c.partnerStep, out, Store ? c.partnerOutputStep : 0, c.partial, k, d);
       }
     }
+    if constexpr (!Store) settle(k.lanes);
   }
 
   // The strip's lines, each exactly as if alone. The forward pass stops at
@@ -419,6 +438,18 @@ struct BlurGreyLanes;
 template <class Level, bool AlphaFirst>
 struct BlurGreyLevelsLanes;
 
+// Lanes of the second pass over float pairs whose alpha is one value down
+// each column (BlurGrey::sameAlphaEveryRow): the colour of eight columns
+// filtered side by side, alpha taken from the filtered column of that
+// value, `alphas` (pixels, one per output sample). Defined by the levels
+// that have them (kColourLanes).
+template <class Level, bool AlphaFirst>
+struct BlurGreyColourLanes;
+template <class Level>
+inline constexpr bool kColourLanes = false;
+template <>
+inline constexpr bool kColourLanes<AVXLevel> = true;
+
 // Colour and alpha pairs of two mapped pixels side by side, one colour
 // channel at a time: shuffle immediates that take the channel and alpha of
 // each. The largest of the three picks is the grey pair; alpha meets only
@@ -438,6 +469,67 @@ struct GreyPicks {
 inline constexpr int kGreyRowStrip = 16;
 inline constexpr int kGreyColumnStrip = 32;
 
+// The second pass over float pairs with the same alpha row in every row:
+// each column's alpha is its value in row 0 all the way down. Strip by
+// strip, as the pair walk would cut them: where all the strip's columns
+// share that value, their colour is filtered alone and their alpha is the
+// filtered constant column of it, computed once for each value in turn (the
+// pair walk on one line of that pair, so its bytes are the pair lanes'
+// own); elsewhere the pair walk. Reports and bytes are the pair walk's.
+template <class Level, bool AlphaFirst>
+void blurSameAlphaColumns(const BlurLines& lines, const DericheCoefficients& coefficients, std::int64_t begin,
+                          std::int64_t end, void* scratch, std::int32_t lineCoordinate0, Progress& progress,
+                          std::int64_t progressBase, std::int64_t progressTotal) {
+  using Pairs = BlurVectorWalk<BlurGreyLanes<Level, false, AlphaFirst>, BlurSamples::Float32, kGreyColumnStrip, true>;
+  using Colours = BlurVectorWalk<BlurGreyColourLanes<Level, AlphaFirst>, BlurSamples::Float32, kGreyColumnStrip, true>;
+  constexpr std::int64_t kPixelBytes = 16;
+  auto alphaOf = [&](std::int64_t line) {
+    std::uint32_t bits;
+    std::memcpy(&bits, lines.source + line * lines.sourceLineStep + 4, 4);
+    return bits;
+  };
+  unsigned char* alphas = BlurVectorScratch::constantLine(scratch, lines.n);
+  bool filtered = false;
+  std::uint32_t filteredBits = 0;
+  for (std::int64_t line = begin; line < end;) {
+    const std::int64_t count = Pairs::stripLines(line, end, lineCoordinate0);
+    const std::uint32_t bits = alphaOf(line);
+    bool shared = true;
+    for (std::int64_t k = line + 1; k < line + count; ++k) shared = shared && alphaOf(k) == bits;
+    if (!shared) {
+      Pairs::filterLines(lines, coefficients, line, line + count, scratch, lineCoordinate0, progress, progressBase,
+                         progressTotal, kPixelBytes);
+    } else {
+      if (!filtered || bits != filteredBits) {
+        // One line of the pair, read again at every sample; at coordinate
+        // 1 it never reports.
+        struct Silent final : Progress {
+          void report(std::int64_t, std::int64_t) override {}
+        } silent;
+        float pair[2];
+        std::memcpy(&pair[0], &bits, 4);
+        std::memcpy(&pair[1], &bits, 4);
+        const BlurLines constant{reinterpret_cast<const unsigned char*>(pair),
+                                 8,
+                                 0,
+                                 lines.n,
+                                 alphas,
+                                 kPixelBytes,
+                                 kPixelBytes,
+                                 lines.count,
+                                 lines.first};
+        BlurVectorWalk<BlurGreyLanes<Level, false, AlphaFirst>, BlurSamples::Float32, kGreyColumnStrip,
+                       false>::filterLines(constant, coefficients, 0, 1, scratch, 1, silent, 0, 0, 0);
+        filtered = true;
+        filteredBits = bits;
+      }
+      Colours::filterLines(lines, coefficients, line, line + count, scratch, lineCoordinate0, progress, progressBase,
+                           progressTotal, kPixelBytes, BlurGreyColourLanes<Level, AlphaFirst>(alphas, lines.first));
+    }
+    line += count;
+  }
+}
+
 template <class Level>
 void blurGreyVectorLines(BlurSamples samples, const BlurLines& lines, const BlurGrey& grey,
                          const DericheCoefficients& coefficients, std::int64_t begin, std::int64_t end, void* scratch,
@@ -453,11 +545,21 @@ void blurGreyVectorLines(BlurSamples samples, const BlurLines& lines, const Blur
     const std::int64_t stripPrefetchBytes = columns ? magnitude(lines.sourceLineStep) : 0;
     if constexpr (IntoPairs && Kind == BlurSamples::Float32) {
       if (grey.levels) {
-        // The first pass through the levels and the desaturation.
+        // The first pass through the levels and the desaturation; only
+        // levels with colour lanes watch alpha, for only they use it.
+        if (grey.alphaWatch && !kColourLanes<Level>) grey.alphaWatch->proven = false;
         using Through = BlurGreyLevelsLanes<Level, AlphaFirst>;
         BlurVectorWalk<Through, Kind, kGreyRowStrip, false>::filterLines(
             lines, coefficients, begin, end, scratch, lineCoordinate0, progress, progressBase, progressTotal,
-            stripPrefetchBytes, Through(*grey.levels));
+            stripPrefetchBytes, Through(*grey.levels, lines, grey.alphaWatch));
+        return;
+      }
+    }
+    if constexpr (!IntoPairs && Kind == BlurSamples::Float32 && kColourLanes<Level>) {
+      if (grey.sameAlphaEveryRow && columns && lines.sourceLineStep == pairBytes &&
+          lines.outputLineStep == pixelBytes) {
+        blurSameAlphaColumns<Level, AlphaFirst>(lines, coefficients, begin, end, scratch, lineCoordinate0, progress,
+                                                progressBase, progressTotal);
         return;
       }
     }

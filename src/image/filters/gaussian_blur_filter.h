@@ -115,7 +115,9 @@ class GaussianBlurFilter final : public BlurFilterBase<Host> {
     run.intermediate.allocateLike(run.sourceView, intermediate);
     run.samples = blurSamples(output.depth, formatWhite(output.format));
     run.progressTotal = std::int64_t(height(run.rows)) + width(out);
+    run.watchAlpha = run.levels && shortcutEnabled(kShortcutOneAlpha);
     host->runThreads(&Run::rowPass, &run, 0);
+    run.sameAlphaEveryRow = run.watchAlpha && run.alphaWatch.proven;
     host->runThreads(&Run::columnPass, &run, 0);
   }
 
@@ -204,7 +206,9 @@ class GaussianBlurFilter final : public BlurFilterBase<Host> {
       HostProgress<Host> progress(host, threadIndex);
       const std::int64_t first = std::int64_t(begin) - line0, last = std::int64_t(end) - line0;
       if (grey)
-        blurGreyLineRange(family, samples, lines, BlurGrey{firstPass, alphaFirst, firstPass ? levels : nullptr},
+        blurGreyLineRange(family, samples, lines,
+                          BlurGrey{firstPass, alphaFirst, firstPass ? levels : nullptr,
+                                   firstPass && watchAlpha ? &alphaWatch : nullptr, !firstPass && sameAlphaEveryRow},
                           coefficients, first, last, scratch.data(), line0, progress, progressBase, progressTotal);
       else
         blurLineRange(family, samples, lines, coefficients, first, last, scratch.data(), line0, progress,
@@ -219,6 +223,9 @@ class GaussianBlurFilter final : public BlurFilterBase<Host> {
     bool grey = false;
     bool alphaFirst = false;
     const LevelsFirst* levels = nullptr;  // the first pass reads through levels and the desaturation
+    bool watchAlpha = false;              // and watches alpha while it does
+    AlphaWatch alphaWatch;
+    bool sameAlphaEveryRow = false;  // the watch held: every row of the intermediate has the same alpha row
     DericheCoefficients x, y;
     BlurFamily family = BlurFamily::Scalar;
     BlurSamples samples = BlurSamples::Unsigned8;
