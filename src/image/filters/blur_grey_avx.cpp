@@ -178,36 +178,40 @@ struct BlurGreyLanes<AVXLevel, IntoPairs, AlphaFirst> : BlurAvxArithmetic {
   }
 };
 
+// The levels' mapping of float pixels, two at a time, one a half
+// (BalanceVectorPixel::map, operation for operation).
 template <bool AlphaFirst>
-struct BlurGreyLevelsLanes<AVXLevel, AlphaFirst> : BlurGreyLanes<AVXLevel, true, AlphaFirst> {
-  using Base = BlurGreyLanes<AVXLevel, true, AlphaFirst>;
+struct AvxLevelsMap {
   using Levels =
       BalanceVectorPixel<AVXLevel, PixelLayout<float, AlphaFirst ? ChannelOrder::AlphaFirst : ChannelOrder::AlphaLast>,
                          true, false>;
 
-  // With a watch, the pairs loaded are held against the pair of the
-  // lines' first pixel; alpha alone counts.
-  BlurGreyLevelsLanes(const LevelsFirst& first, const BlurLines& lines, AlphaWatch* watch) : watch(watch) {
+  explicit AvxLevelsMap(const LevelsFirst& first) {
     const Levels levels = Levels::linear(first.scale, first.offset);
     scale = _mm256_set_m128(levels.scale, levels.scale);
     offset = _mm256_set_m128(levels.offset, levels.offset);
-    if (watch) {
-      const __m128 pixel = _mm_loadu_ps(reinterpret_cast<const float*>(lines.source));
-      const __m256 both = mapped(_mm256_set_m128(pixel, pixel));
-      expected = _mm256_shuffle_ps(both, both, GreyPicks<AlphaFirst>::first);
-    }
   }
 
-  void settle() const {
-    if (watch && (_mm256_movemask_ps(differs) & 0xAA)) watch->proven.store(false, std::memory_order_relaxed);
-  }
-
-  // Two pixels, one a half, as the levels map them (BalanceVectorPixel::map,
-  // operation for operation).
-  __m256 mapped(__m256 pixels) const {
+  __m256 operator()(__m256 pixels) const {
     const __m256 value = _mm256_add_ps(_mm256_mul_ps(pixels, scale), offset);
     return _mm256_min_ps(_mm256_max_ps(value, _mm256_setzero_ps()), _mm256_set1_ps(1.0f));
   }
+
+  // Pixels k and k + 2 of a group, mapped, one a half.
+  __m256 pixels(const unsigned char* sample, std::int64_t lineStep, int lines, int k) const {
+    auto pixel = [&](int at) {
+      return _mm_loadu_ps(
+          reinterpret_cast<const float*>(BlurGreyLanes<AVXLevel, true, AlphaFirst>::line(sample, lineStep, lines, at)));
+    };
+    return (*this)(_mm256_set_m128(pixel(k + 2), pixel(k)));
+  }
+
+  __m256 scale, offset;
+};
+
+template <bool AlphaFirst>
+struct BlurGreyLevelsLanes<AVXLevel, AlphaFirst> : BlurGreyLanes<AVXLevel, true, AlphaFirst> {
+  explicit BlurGreyLevelsLanes(const LevelsFirst& first) : map(first) {}
 
   // Float pixels only. Lines 0 and 2 share a vector, as do 1 and 3, so
   // that in-lane shuffles leave colour and alpha in the group's order.
@@ -215,23 +219,82 @@ struct BlurGreyLevelsLanes<AVXLevel, AlphaFirst> : BlurGreyLanes<AVXLevel, true,
   __m256 load(const unsigned char* sample, std::int64_t lineStep, int lines) const {
     static_assert(Kind == BlurSamples::Float32);
     using Picks = GreyPicks<AlphaFirst>;
-    auto pixel = [&](int k) {
-      return _mm_loadu_ps(reinterpret_cast<const float*>(Base::line(sample, lineStep, lines, k)));
-    };
-    const __m256 even = mapped(_mm256_set_m128(pixel(2), pixel(0)));
-    const __m256 odd = mapped(_mm256_set_m128(pixel(3), pixel(1)));
+    const __m256 even = map.pixels(sample, lineStep, lines, 0), odd = map.pixels(sample, lineStep, lines, 1);
     const __m256 largest =
         _mm256_max_ps(_mm256_shuffle_ps(even, odd, Picks::first), _mm256_shuffle_ps(even, odd, Picks::second));
-    const __m256 pairs = _mm256_max_ps(largest, _mm256_shuffle_ps(even, odd, Picks::third));
-    // The limits leave neither NaN nor −0: equal values are equal alphas.
-    if (watch) differs = _mm256_or_ps(differs, _mm256_cmp_ps(pairs, expected, _CMP_NEQ_UQ));
-    return pairs;
+    return _mm256_max_ps(largest, _mm256_shuffle_ps(even, odd, Picks::third));
   }
 
-  __m256 scale, offset;
-  AlphaWatch* watch;
-  __m256 expected = _mm256_setzero_ps();
-  mutable __m256 differs = _mm256_setzero_ps();  // lanes of any pair loaded that differed
+  AvxLevelsMap<AlphaFirst> map;
+};
+
+template <bool AlphaFirst>
+struct BlurGreyLevelsColourLanes<AVXLevel, AlphaFirst> : BlurAvxArithmetic {
+  static constexpr int linesPerGroup = 8;
+  static constexpr int doublesPerGroup = 2;
+  using Floats = __m256;  // the colour of eight lines, held as 0, 1, 4, 5, 2, 3, 6, 7
+  using Doubles = __m256d;
+  static constexpr int kAlpha = AlphaFirst ? 0 : 3;
+
+  BlurGreyLevelsColourLanes(const LevelsFirst& first, const BlurLines& lines, const unsigned char* alphas,
+                            bool* sawOther)
+      : map(first), alphas(alphas), first(lines.first), sawOther(sawOther) {
+    const __m256 pixel = map.pixels(lines.source, 0, 1, 0);
+    expected = _mm256_permute_ps(pixel, _MM_SHUFFLE(kAlpha, kAlpha, kAlpha, kAlpha));
+  }
+
+  float expectedAlpha() const { return _mm256_cvtss_f32(expected); }
+
+  // The limits leave neither NaN nor −0: equal values are equal alphas.
+  void settle() const {
+    if (_mm256_movemask_ps(differs)) *sawOther = true;
+  }
+
+  void atSample(std::int64_t j) const {
+    alpha = _mm256_broadcast_ss(reinterpret_cast<const float*>(alphas + (j - first) * 8) + 1);
+  }
+
+  // Eight pixels mapped, four channels taken apart in the group's order,
+  // the colour the largest of three.
+  template <BlurSamples Kind, bool>
+  [[gnu::always_inline]] Floats load(const unsigned char* sample, std::int64_t lineStep, int lines) const {
+    static_assert(Kind == BlurSamples::Float32);
+    const __m256 p02 = map.pixels(sample, lineStep, lines, 0), p13 = map.pixels(sample, lineStep, lines, 1);
+    const __m256 p46 = map.pixels(sample, lineStep, lines, 4), p57 = map.pixels(sample, lineStep, lines, 5);
+    const __m256 low0123 = _mm256_unpacklo_ps(p02, p13), high0123 = _mm256_unpackhi_ps(p02, p13);
+    const __m256 low4567 = _mm256_unpacklo_ps(p46, p57), high4567 = _mm256_unpackhi_ps(p46, p57);
+    auto channel = [&](int c) {
+      const __m256 from0123 = c < 2 ? low0123 : high0123, from4567 = c < 2 ? low4567 : high4567;
+      return c % 2 ? _mm256_shuffle_ps(from0123, from4567, _MM_SHUFFLE(3, 2, 3, 2))
+                   : _mm256_shuffle_ps(from0123, from4567, _MM_SHUFFLE(1, 0, 1, 0));
+    };
+    constexpr int kColour = AlphaFirst ? 1 : 0;
+    differs = _mm256_or_ps(differs, _mm256_cmp_ps(channel(kAlpha), expected, _CMP_NEQ_UQ));
+    return _mm256_max_ps(_mm256_max_ps(channel(kColour), channel(kColour + 1)), channel(kColour + 2));
+  }
+
+  // Each line's pair straight out of the register, the alpha the sample's.
+  template <BlurSamples Kind, bool>
+  [[gnu::always_inline]] void store(unsigned char* sample, std::int64_t lineStep, int lines, Floats v) const {
+    static_assert(Kind == BlurSamples::Float32);
+    auto put = [&](__m256 pairs, int k) {
+      const __m128 low = _mm256_castps256_ps128(pairs), high = _mm256_extractf128_ps(pairs, 1);
+      if (lines > k) _mm_storel_pi(reinterpret_cast<__m64*>(sample + k * lineStep), low);
+      if (lines > k + 1) _mm_storeh_pi(reinterpret_cast<__m64*>(sample + (k + 1) * lineStep), low);
+      if (lines > k + 2) _mm_storel_pi(reinterpret_cast<__m64*>(sample + (k + 2) * lineStep), high);
+      if (lines > k + 3) _mm_storeh_pi(reinterpret_cast<__m64*>(sample + (k + 3) * lineStep), high);
+    };
+    put(_mm256_unpacklo_ps(v, alpha), 0);
+    put(_mm256_unpackhi_ps(v, alpha), 4);
+  }
+
+  AvxLevelsMap<AlphaFirst> map;
+  const unsigned char* alphas;  // the filtered constant line, pairs
+  std::int64_t first;
+  bool* sawOther;
+  __m256 expected;                               // the first pixel's alpha, mapped, in every lane
+  mutable __m256 differs = _mm256_setzero_ps();  // lanes of any alpha loaded that differed
+  mutable __m256 alpha = _mm256_setzero_ps();    // that of the sample being stored
 };
 
 template <bool AlphaFirst>

@@ -131,9 +131,7 @@ struct BlurGreyLevelsLanes<SSE2Level, AlphaFirst> : BlurGreyLanes<SSE2Level, tru
       BalanceVectorPixel<SSE2Level, PixelLayout<float, AlphaFirst ? ChannelOrder::AlphaFirst : ChannelOrder::AlphaLast>,
                          true, false>;
 
-  // Watches no alpha: its second pass has no colour lanes.
-  BlurGreyLevelsLanes(const LevelsFirst& first, const BlurLines&, AlphaWatch*)
-      : levels(Levels::linear(first.scale, first.offset)) {}
+  explicit BlurGreyLevelsLanes(const LevelsFirst& first) : levels(Levels::linear(first.scale, first.offset)) {}
 
   // Float pixels only.
   template <BlurSamples Kind, bool>

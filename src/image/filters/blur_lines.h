@@ -66,7 +66,9 @@ struct BlurLines {
 // Footage is mostly opaque, and then alpha is one value in every pixel.
 // A first pass that reads through the levels may watch for that
 // (`alphaWatch`): it clears the watch's `proven` whenever a pixel's alpha
-// is not shown to equal that of the source's first pixel. A second pass
+// is not shown to equal that of the source's first pixel, and while the
+// watch holds it filters the colour alone, every row's alpha being the
+// same filtered constant line. A second pass
 // told that every row of its pairs holds the same alpha row
 // (`sameAlphaEveryRow`) knows each column's alpha to be one value, whose
 // filtered column it computes once and reuses; where neighbouring columns

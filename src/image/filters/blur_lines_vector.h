@@ -445,6 +445,16 @@ struct BlurGreyLevelsLanes;
 // that have them (kColourLanes).
 template <class Level, bool AlphaFirst>
 struct BlurGreyColourLanes;
+
+// Lanes of the first pass through the levels (BlurGreyLevelsLanes) that
+// filter the colour of eight rows side by side, on the hope that every
+// pixel has the alpha of the lines' first pixel: a load that sees another
+// sets `sawOther` when the lanes settle. Alpha is stored from the filtered
+// constant line of that value, `alphas` (pairs, one per output sample).
+// Defined by the levels that have colour lanes.
+template <class Level, bool AlphaFirst>
+struct BlurGreyLevelsColourLanes;
+
 template <class Level>
 inline constexpr bool kColourLanes = false;
 template <>
@@ -465,17 +475,85 @@ struct GreyPicks {
 
 // Strips of the grey walk: a group carries twice the lines of a
 // four-channel group, so a strip needs twice the lines to keep as many
-// recursions in flight.
+// recursions in flight; a group of colour alone, twice as many again.
 inline constexpr int kGreyRowStrip = 16;
 inline constexpr int kGreyColumnStrip = 32;
+inline constexpr int kColourRowStrip = 32;
+
+struct SilentProgress final : Progress {
+  void report(std::int64_t, std::int64_t) override {}
+};
+
+// The output of the grey walk for one line whose every sample is `sample`
+// (a pixel for the first pass, a pair for the second), into `out` (pairs
+// or pixels), over the output samples of `lines`: the walk's own lanes on
+// a line of its own, so its bytes are what any line of that value stores.
+template <class Level, bool IntoPairs, bool AlphaFirst>
+void filterConstantLine(const float* sample, const BlurLines& lines, const DericheCoefficients& coefficients,
+                        void* scratch, unsigned char* out) {
+  constexpr std::int64_t kOutputBytes = IntoPairs ? 8 : 16;
+  constexpr int kStrip = IntoPairs ? kGreyRowStrip : kGreyColumnStrip;
+  const BlurLines constant{reinterpret_cast<const unsigned char*>(sample),
+                           0,
+                           0,
+                           lines.n,
+                           out,
+                           kOutputBytes,
+                           kOutputBytes,
+                           lines.count,
+                           lines.first};
+  // At coordinate 1 the one line never reports.
+  SilentProgress silent;
+  BlurVectorWalk<BlurGreyLanes<Level, IntoPairs, AlphaFirst>, BlurSamples::Float32, kStrip, false>::filterLines(
+      constant, coefficients, 0, 1, scratch, 1, silent, 0, 0, 0);
+}
+
+// The first pass through the levels with a watch, at a level with colour
+// lanes. Footage is mostly opaque: strip by strip, the colour of the rows
+// is filtered alone, and every row takes as alpha the filtered constant
+// line of the first pixel's alpha, computed once. A strip that reads
+// another alpha is filtered again as pairs, as is the rest of the range,
+// and the watch no longer holds. Bytes and reports are the pair walk's.
+template <class Level, bool AlphaFirst>
+void blurOneAlphaRows(const BlurLines& lines, const LevelsFirst& levels, AlphaWatch& watch,
+                      const DericheCoefficients& coefficients, std::int64_t begin, std::int64_t end, void* scratch,
+                      std::int32_t lineCoordinate0, Progress& progress, std::int64_t progressBase,
+                      std::int64_t progressTotal) {
+  using PairLanes = BlurGreyLevelsLanes<Level, AlphaFirst>;
+  using ColourLanes = BlurGreyLevelsColourLanes<Level, AlphaFirst>;
+  using Colours = BlurVectorWalk<ColourLanes, BlurSamples::Float32, kColourRowStrip, false>;
+  std::int64_t line = begin;
+  if (watch.proven.load(std::memory_order_relaxed)) {
+    unsigned char* alphas = BlurVectorScratch::constantLine(scratch, lines.n);
+    bool sawOther = false;
+    const ColourLanes lanes(levels, lines, alphas, &sawOther);
+    const float alpha = lanes.expectedAlpha();
+    const float pixel[4] = {alpha, alpha, alpha, alpha};
+    filterConstantLine<Level, true, AlphaFirst>(pixel, lines, coefficients, scratch, alphas);
+    SilentProgress silent;
+    while (line < end && watch.proven.load(std::memory_order_relaxed)) {
+      const std::int64_t count = Colours::stripLines(line, end, lineCoordinate0);
+      Colours::filterLines(lines, coefficients, line, line + count, scratch, lineCoordinate0, silent, 0, 0, 0, lanes);
+      if (sawOther) {
+        watch.proven.store(false, std::memory_order_relaxed);
+        break;
+      }
+      line += count;
+      if ((std::int64_t(lineCoordinate0) + line - 1) % 32 == 0) progress.report(progressBase + line - 1, progressTotal);
+    }
+  }
+  if (line < end)
+    BlurVectorWalk<PairLanes, BlurSamples::Float32, kGreyRowStrip, false>::filterLines(
+        lines, coefficients, line, end, scratch, lineCoordinate0, progress, progressBase, progressTotal, 0,
+        PairLanes(levels));
+}
 
 // The second pass over float pairs with the same alpha row in every row:
 // each column's alpha is its value in row 0 all the way down. Strip by
 // strip, as the pair walk would cut them: where all the strip's columns
 // share that value, their colour is filtered alone and their alpha is the
-// filtered constant column of it, computed once for each value in turn (the
-// pair walk on one line of that pair, so its bytes are the pair lanes'
-// own); elsewhere the pair walk. Reports and bytes are the pair walk's.
+// filtered constant column of it, computed once for each value in turn;
+// elsewhere the pair walk. Reports and bytes are the pair walk's.
 template <class Level, bool AlphaFirst>
 void blurSameAlphaColumns(const BlurLines& lines, const DericheCoefficients& coefficients, std::int64_t begin,
                           std::int64_t end, void* scratch, std::int32_t lineCoordinate0, Progress& progress,
@@ -501,25 +579,10 @@ void blurSameAlphaColumns(const BlurLines& lines, const DericheCoefficients& coe
                          progressTotal, kPixelBytes);
     } else {
       if (!filtered || bits != filteredBits) {
-        // One line of the pair, read again at every sample; at coordinate
-        // 1 it never reports.
-        struct Silent final : Progress {
-          void report(std::int64_t, std::int64_t) override {}
-        } silent;
         float pair[2];
         std::memcpy(&pair[0], &bits, 4);
         std::memcpy(&pair[1], &bits, 4);
-        const BlurLines constant{reinterpret_cast<const unsigned char*>(pair),
-                                 8,
-                                 0,
-                                 lines.n,
-                                 alphas,
-                                 kPixelBytes,
-                                 kPixelBytes,
-                                 lines.count,
-                                 lines.first};
-        BlurVectorWalk<BlurGreyLanes<Level, false, AlphaFirst>, BlurSamples::Float32, kGreyColumnStrip,
-                       false>::filterLines(constant, coefficients, 0, 1, scratch, 1, silent, 0, 0, 0);
+        filterConstantLine<Level, false, AlphaFirst>(pair, lines, coefficients, scratch, alphas);
         filtered = true;
         filteredBits = bits;
       }
@@ -547,11 +610,19 @@ void blurGreyVectorLines(BlurSamples samples, const BlurLines& lines, const Blur
       if (grey.levels) {
         // The first pass through the levels and the desaturation; only
         // levels with colour lanes watch alpha, for only they use it.
-        if (grey.alphaWatch && !kColourLanes<Level>) grey.alphaWatch->proven = false;
+        if constexpr (kColourLanes<Level>) {
+          if (grey.alphaWatch) {
+            blurOneAlphaRows<Level, AlphaFirst>(lines, *grey.levels, *grey.alphaWatch, coefficients, begin, end,
+                                                scratch, lineCoordinate0, progress, progressBase, progressTotal);
+            return;
+          }
+        } else if (grey.alphaWatch) {
+          grey.alphaWatch->proven = false;
+        }
         using Through = BlurGreyLevelsLanes<Level, AlphaFirst>;
         BlurVectorWalk<Through, Kind, kGreyRowStrip, false>::filterLines(
             lines, coefficients, begin, end, scratch, lineCoordinate0, progress, progressBase, progressTotal,
-            stripPrefetchBytes, Through(*grey.levels, lines, grey.alphaWatch));
+            stripPrefetchBytes, Through(*grey.levels));
         return;
       }
     }
