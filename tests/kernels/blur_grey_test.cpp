@@ -257,61 +257,63 @@ TEST_P(BlurGreyTest, FirstPassThroughLevelsStoresThePairsOfTheDesaturatedImage) 
 
 // Watching alpha changes no byte and no report of the first pass, whether
 // the watch holds all through, fails in a worker's first strip or in its
-// last, or has failed in a worker before; and the watch holds
-// only where the levels give every pixel the pass reads the first one's
-// alpha (1 × a + 0 within 0..1, NaN to 0), and only at a level whose
-// second pass uses it.
+// last, or has failed in a worker before, in short rows and in rows long
+// enough for narrower strips; and the watch holds only where the levels
+// give every pixel the pass reads the first one's alpha (1 × a + 0 within
+// 0..1, NaN to 0), and only at a level whose second pass uses it.
 TEST_P(BlurGreyTest, FirstPassWatchHoldsOnlyForOneAlphaInEveryPixelRead) {
   if (GetParam().family != BlurFamily::Vector) GTEST_SKIP() << "read through by the vector family only";
   std::mt19937 random(5);
-  const int sourceWidth = 61, sourceHeight = 47, left = 4, outWidth = 51;
+  const int sourceHeight = 47, left = 4;
   const LevelsFirst levels{1.0f / 0.055f, -0.11f / 0.055f};
   const DericheCoefficients cx(9.0, 0);
-  std::vector<unsigned char> scratch(blurScratchBytes(BlurFamily::Vector, sourceWidth) + 5);
   struct Change {
     const char* where;
     int x, y;
     float alpha;
   };
   const float nan = std::numeric_limits<float>::quiet_NaN();
-  for (bool alphaFirst : {false, true})
-    for (const float alpha : {0.5f, 1.0f, 1.75f, nan})
-      for (const Change change : {Change{"nowhere", 0, 0, alpha}, Change{"a sample left of the output", 1, 20, 0.25f},
-                                  Change{"the last sample read", sourceWidth - 1, sourceHeight - 1, 0.5f - alpha},
-                                  Change{"the first worker's first row", 40, 0, 0.5f - alpha},
-                                  Change{"above white, mapped to white as well", 30, 3, 2.0f}}) {
-        SCOPED_TRACE(testing::Message() << (alphaFirst ? "alpha first" : "alpha last") << ", alpha " << alpha
-                                        << ", changed at " << change.where);
-        Plane source(BlurSamples::Float32, 4, sourceWidth, sourceHeight);
-        fillAnyFloat(source, sourceWidth, sourceHeight, random);
-        for (int y = 0; y < sourceHeight; ++y)
-          for (int x = 0; x < sourceWidth; ++x) {
-            const float a = x == change.x && y == change.y ? change.alpha : alpha;
-            std::memcpy(source.at(x, y) + (alphaFirst ? 0 : 12), &a, 4);
-          }
-        auto firstPass = [&](AlphaWatch* watch, RecordingProgress& progress) {
-          Plane pairs(BlurSamples::Float32, 2, outWidth, sourceHeight);
-          const BlurLines rows{source.at(0, 0), source.stride,     source.sampleBytes, sourceWidth, pairs.at(0, 0),
-                               pairs.stride,    pairs.sampleBytes, outWidth,           left};
-          for (const auto& [begin, end] : {std::pair{0, 13}, std::pair{13, sourceHeight}})
-            blurGreyLineRange(BlurFamily::Vector, BlurSamples::Float32, rows,
-                              BlurGrey{true, alphaFirst, &levels, watch}, cx, begin, end, scratch.data() + 5, 3,
-                              progress, 0, sourceHeight);
-          return pairs.bytes;
-        };
-        AlphaWatch watch;
-        RecordingProgress unwatchedReports, watchedReports;
-        const std::vector<unsigned char> unwatched = firstPass(nullptr, unwatchedReports),
-                                         watched = firstPass(&watch, watchedReports);
-        EXPECT_EQ(firstDifference(watched, unwatched), -1) << "first byte that differs";
-        EXPECT_EQ(watchedReports.reports, unwatchedReports.reports);
-        auto mapped = [](float a) {
-          const float v = a * 1.0f + 0.0f;
-          return v > 0.0f ? (v < 1.0f ? v : 1.0f) : 0.0f;
-        };
-        const bool one = mapped(change.alpha) == mapped(alpha);
-        EXPECT_EQ(watch.proven, one && GetParam().level == KernelLevel::AVX);
-      }
+  for (const int sourceWidth : {61, 3000})
+    for (bool alphaFirst : {false, true})
+      for (const float alpha : {0.5f, 1.0f, 1.75f, nan})
+        for (const Change change : {Change{"nowhere", 0, 0, alpha}, Change{"a sample left of the output", 1, 20, 0.25f},
+                                    Change{"the last sample read", sourceWidth - 1, sourceHeight - 1, 0.5f - alpha},
+                                    Change{"the first worker's first row", 40, 0, 0.5f - alpha},
+                                    Change{"above white, mapped to white as well", 30, 3, 2.0f}}) {
+          SCOPED_TRACE(testing::Message() << sourceWidth << " wide, " << (alphaFirst ? "alpha first" : "alpha last")
+                                          << ", alpha " << alpha << ", changed at " << change.where);
+          const int outWidth = sourceWidth - 10;
+          std::vector<unsigned char> scratch(blurScratchBytes(BlurFamily::Vector, sourceWidth) + 5);
+          Plane source(BlurSamples::Float32, 4, sourceWidth, sourceHeight);
+          fillAnyFloat(source, sourceWidth, sourceHeight, random);
+          for (int y = 0; y < sourceHeight; ++y)
+            for (int x = 0; x < sourceWidth; ++x) {
+              const float a = x == change.x && y == change.y ? change.alpha : alpha;
+              std::memcpy(source.at(x, y) + (alphaFirst ? 0 : 12), &a, 4);
+            }
+          auto firstPass = [&](AlphaWatch* watch, RecordingProgress& progress) {
+            Plane pairs(BlurSamples::Float32, 2, outWidth, sourceHeight);
+            const BlurLines rows{source.at(0, 0), source.stride,     source.sampleBytes, sourceWidth, pairs.at(0, 0),
+                                 pairs.stride,    pairs.sampleBytes, outWidth,           left};
+            for (const auto& [begin, end] : {std::pair{0, 13}, std::pair{13, sourceHeight}})
+              blurGreyLineRange(BlurFamily::Vector, BlurSamples::Float32, rows,
+                                BlurGrey{true, alphaFirst, &levels, watch}, cx, begin, end, scratch.data() + 5, 3,
+                                progress, 0, sourceHeight);
+            return pairs.bytes;
+          };
+          AlphaWatch watch;
+          RecordingProgress unwatchedReports, watchedReports;
+          const std::vector<unsigned char> unwatched = firstPass(nullptr, unwatchedReports),
+                                           watched = firstPass(&watch, watchedReports);
+          EXPECT_EQ(firstDifference(watched, unwatched), -1) << "first byte that differs";
+          EXPECT_EQ(watchedReports.reports, unwatchedReports.reports);
+          auto mapped = [](float a) {
+            const float v = a * 1.0f + 0.0f;
+            return v > 0.0f ? (v < 1.0f ? v : 1.0f) : 0.0f;
+          };
+          const bool one = mapped(change.alpha) == mapped(alpha);
+          EXPECT_EQ(watch.proven, one && GetParam().level == KernelLevel::AVX);
+        }
 }
 
 // The second pass over pairs whose every row holds the same alpha row

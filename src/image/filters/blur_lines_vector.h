@@ -475,10 +475,15 @@ struct GreyPicks {
 
 // Strips of the grey walk: a group carries twice the lines of a
 // four-channel group, so a strip needs twice the lines to keep as many
-// recursions in flight; a group of colour alone, twice as many again.
+// recursions in flight; a group of colour alone, twice as many again,
+// as long as the strip's working rows (kColourRowBytes per sample) stay
+// in the second-level cache; past that, walking out to memory for them
+// costs more than the latency that the lines hide.
 inline constexpr int kGreyRowStrip = 16;
 inline constexpr int kGreyColumnStrip = 32;
 inline constexpr int kColourRowStrip = 32;
+inline constexpr std::int64_t kColourRowBytes = 384;
+inline constexpr std::int64_t kSecondLevelCacheBytes = 1 << 20;
 
 struct SilentProgress final : Progress {
   void report(std::int64_t, std::int64_t) override {}
@@ -521,7 +526,6 @@ void blurOneAlphaRows(const BlurLines& lines, const LevelsFirst& levels, AlphaWa
                       std::int64_t progressTotal) {
   using PairLanes = BlurGreyLevelsLanes<Level, AlphaFirst>;
   using ColourLanes = BlurGreyLevelsColourLanes<Level, AlphaFirst>;
-  using Colours = BlurVectorWalk<ColourLanes, BlurSamples::Float32, kColourRowStrip, false>;
   std::int64_t line = begin;
   if (watch.proven.load(std::memory_order_relaxed)) {
     unsigned char* alphas = BlurVectorScratch::constantLine(scratch, lines.n);
@@ -530,17 +534,25 @@ void blurOneAlphaRows(const BlurLines& lines, const LevelsFirst& levels, AlphaWa
     const float alpha = lanes.expectedAlpha();
     const float pixel[4] = {alpha, alpha, alpha, alpha};
     filterConstantLine<Level, true, AlphaFirst>(pixel, lines, coefficients, scratch, alphas);
-    SilentProgress silent;
-    while (line < end && watch.proven.load(std::memory_order_relaxed)) {
-      const std::int64_t count = Colours::stripLines(line, end, lineCoordinate0);
-      Colours::filterLines(lines, coefficients, line, line + count, scratch, lineCoordinate0, silent, 0, 0, 0, lanes);
-      if (sawOther) {
-        watch.proven.store(false, std::memory_order_relaxed);
-        break;
+    auto walk = [&]<int StripLines>() {
+      using Colours = BlurVectorWalk<ColourLanes, BlurSamples::Float32, StripLines, false>;
+      SilentProgress silent;
+      while (line < end && watch.proven.load(std::memory_order_relaxed)) {
+        const std::int64_t count = Colours::stripLines(line, end, lineCoordinate0);
+        Colours::filterLines(lines, coefficients, line, line + count, scratch, lineCoordinate0, silent, 0, 0, 0, lanes);
+        if (sawOther) {
+          watch.proven.store(false, std::memory_order_relaxed);
+          return;
+        }
+        line += count;
+        if ((std::int64_t(lineCoordinate0) + line - 1) % 32 == 0)
+          progress.report(progressBase + line - 1, progressTotal);
       }
-      line += count;
-      if ((std::int64_t(lineCoordinate0) + line - 1) % 32 == 0) progress.report(progressBase + line - 1, progressTotal);
-    }
+    };
+    if (lines.n * kColourRowBytes <= kSecondLevelCacheBytes)
+      walk.template operator()<kColourRowStrip>();
+    else
+      walk.template operator()<kColourRowStrip / 2>();
   }
   if (line < end)
     BlurVectorWalk<PairLanes, BlurSamples::Float32, kGreyRowStrip, false>::filterLines(
