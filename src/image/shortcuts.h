@@ -23,8 +23,8 @@ inline constexpr Shortcuts kShortcutBlendColourAsStored = 8;
 // A full desaturation feeding only a blur is taken into it; in float the blur's
 // first pass reads the levels' input through both, the grey image never stored.
 inline constexpr Shortcuts kShortcutDesaturationIntoBlur = 16;
-// Where the first pass read through showed one alpha in every pixel, the
-// second filters the colour of its columns alone and each column's alpha once.
+// Where every pixel the first pass reads through has one alpha, both passes
+// filter colour alone, and each row's and each column's alpha once.
 inline constexpr Shortcuts kShortcutOneAlpha = 32;
 
 // Whether a shortcut may be taken now.
